@@ -1,0 +1,20 @@
+#!/bin/sh
+# Installs the Debian packages the build, the tests and the demo need.
+# Only missing packages are fetched, so a second run costs nothing.
+set -eu
+PKGS="build-essential cmake pkg-config libcjson-dev libmd-dev libgtest-dev libgmock-dev \
+libbenchmark-dev libmosquitto-dev mosquitto mosquitto-clients busybox-static libfaketime faketime"
+missing=""
+for p in $PKGS; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
+done
+[ -z "$missing" ] && exit 0
+if [ "$(id -u)" != 0 ]; then
+    echo "install-deps: missing packages:$missing (run as root or install them with apt-get)" >&2
+    exit 1
+fi
+echo "install-deps: installing$missing"
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -qq
+# shellcheck disable=SC2086
+apt-get install -y -qq --no-install-recommends $missing >/dev/null

@@ -1,0 +1,131 @@
+// The daemon's process-wide state: the collection record (`dev_info`) and the named
+// state structs of the report pipeline and the main loop. A test builds a fresh
+// daemon with `Daemon d;`.
+//
+// Each area keeps its own block of fields below; a collector writes only the fields
+// of its own block and reads the others.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "mesh/attached_devices.h"
+#include "platform/model.h"
+#include "report/policy.h"
+#include "report/publish.h"
+#include "report/report_files.h"
+
+// Presence of optional firmware features, probed once at start.
+struct FeatureFlags {
+    int traffic_classification = 0;
+    int gaming_qos = 0;
+    int remote_access_cloud = 0;
+    int netusb = 0;
+    int usb = 0;
+    int openvpn = 0;
+    int camera_hub = 0;
+    int not_cable_model = 0;
+    int photo_sharing = 0;
+    int download_manager = 0;
+    int circle = 0;
+    int security_service = 0;
+    int bridge_hijack = 0;
+};
+
+struct GeoLocation {
+    std::string type;
+    int zone_offset = 0;
+    std::string time_zone;
+    std::string country;
+    std::string region;
+    std::string city;
+    std::string zip;
+    std::string ip;
+    std::string isp;
+};
+
+// The collection record.
+struct DevInfo {
+    // --- identity ---
+    std::string model;  // getHWVersion(), at most 31 characters
+    std::string fw_version;
+    std::string mac;  // 12 characters, no colons
+    std::string serial;
+    std::string sku_name;
+    std::string fw_last_check;    // copied by the report header
+    std::string fw_last_upgrade;  // copied by the report header
+    int fw_version_missing = 0;
+    int mac_missing = 0;
+    int serial_missing = 0;
+
+    // --- features and samplers ---
+    FeatureFlags features;
+    std::string uptime_text;
+    std::string mem_total;  // whole MiB texts
+    std::string mem_free;
+    std::string mem_used;
+    double mem_used_percent = 0;
+    double cpu_load = 0;
+    std::array<double, 4> cpu_core_sum{};
+    int netusb_present = 0;
+    int usb_storage_present = 0;
+    int openvpn_clients = 0;
+
+    // --- geo-location ---
+    GeoLocation geo;
+    int location_obtained = 0;
+
+    // --- connectivity ---
+    int internet_fail_count = 0;
+    int gateway_fail_count = 0;
+    int64_t last_inconclusive_test = 0;
+
+    // --- attached devices ---
+    AttachedDevices attached;
+
+    // --- events and alarms ---
+    int cpu_alarm = 0;
+    int memory_alarm = 0;
+    int kernel_reboot_pending = 0;
+    int triggeredByFirmwareUpgrade = 0;
+    int notTriggeredByFirmwareUpgrade = 0;
+    int login_event = 0;
+    int install_event = 0;
+};
+
+// Main-loop schedule state.
+struct LoopState {
+    int init_report_time = 79000;  // randomized first-report delay, seconds
+    int init_report_draw = 79000;  // the saved draw
+    int first_pass = 1;            // kernel reboot records are read on the first pass
+    int first_run = 0;             // no /tmp/first_kernel_ra yet
+    int test_trigger = 0;
+    int test_tick_count = 0;
+    int force_all = 0;          // makes every schedule due
+    int skip_pass = 0;          // the pass-skipping flag
+    int suppress_user_option = 0;  // one-shot suppression of the code 4 report
+    int internet_probe_ok = 0;
+    int memory_timer_running = 0;
+    uint32_t memory_timer_start = 0;
+    int cpu_timer_running = 0;
+    uint32_t cpu_timer_start = 0;
+    int trigger_mark = 0;
+    int not_trigger_mark = 0;
+    std::array<int, 7> backoff_wait{};
+};
+
+struct Daemon {
+    DevInfo info;
+    std::string publisher_dir = "/usr/bin";
+    platform::IfnameMap ifnames;
+    platform::PortMap ports;
+    Policy policy;
+    PublishState publish;
+    ReductionState reduction;
+    LoopState loop;
+    std::string report_stamp;  // "YYYYMMDD-HHMMSS" of the last header built
+};
+
+// Set by the SIGUSR1 handler; the one piece of state a signal handler may touch.
+extern volatile int g_sigusr1_flag;

@@ -1,0 +1,12 @@
+#include "core/daemon.h"
+#include "core/startup.h"
+#include "platform/host_backend.h"
+
+volatile int g_sigusr1_flag = 0;
+
+int main(int argc, char** argv) {
+    platform::HostBackend host;
+    platform::install(&host);
+    Daemon daemon;
+    return telem_main(daemon, argc, argv);
+}

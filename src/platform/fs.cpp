@@ -1,0 +1,100 @@
+#include "platform/fs.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "platform/backend.h"
+#include "platform/unique_fd.h"
+
+namespace platform {
+
+std::string resolve(std::string_view path) {
+    const std::string& root = backend().root();
+    if (root.empty() || path.empty() || path.front() != '/') return std::string(path);
+    return root + std::string(path);
+}
+
+bool file_exists(std::string_view path) {
+    struct stat st;
+    return ::stat(resolve(path).c_str(), &st) == 0;
+}
+
+std::optional<uint64_t> file_size(std::string_view path) {
+    struct stat st;
+    if (::stat(resolve(path).c_str(), &st) != 0) return std::nullopt;
+    return static_cast<uint64_t>(st.st_size);
+}
+
+std::optional<std::vector<std::string>> read_lines(std::string_view path, size_t bufsize) {
+    UniqueFile f(std::fopen(resolve(path).c_str(), "r"));
+    if (!f) return std::nullopt;
+    std::vector<std::string> lines;
+    std::vector<char> buf(bufsize < 2 ? 2 : bufsize);
+    while (std::fgets(buf.data(), static_cast<int>(buf.size()), f.get()))
+        lines.emplace_back(buf.data());
+    return lines;
+}
+
+std::optional<std::string> read_first_line(std::string_view path, size_t bufsize) {
+    UniqueFile f(std::fopen(resolve(path).c_str(), "r"));
+    if (!f) return std::nullopt;
+    std::vector<char> buf(bufsize < 2 ? 2 : bufsize);
+    if (!std::fgets(buf.data(), static_cast<int>(buf.size()), f.get())) return std::nullopt;
+    return std::string(buf.data());
+}
+
+std::optional<std::string> read_file(std::string_view path) {
+    UniqueFile f(std::fopen(resolve(path).c_str(), "rb"));
+    if (!f) return std::nullopt;
+    std::string text;
+    char buf[8192];
+    size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, f.get())) > 0) text.append(buf, n);
+    return text;
+}
+
+namespace {
+bool put(std::string_view path, std::string_view content, const char* mode) {
+    UniqueFile f(std::fopen(resolve(path).c_str(), mode));
+    if (!f) return false;
+    return std::fwrite(content.data(), 1, content.size(), f.get()) == content.size();
+}
+}  // namespace
+
+bool write_file(std::string_view path, std::string_view content) {
+    return put(path, content, "w");
+}
+bool append_file(std::string_view path, std::string_view content) {
+    return put(path, content, "a");
+}
+void append_console(std::string_view text) { put("/dev/console", text, "a"); }
+
+bool remove_file(std::string_view path) { return ::unlink(resolve(path).c_str()) == 0; }
+
+std::optional<std::vector<std::string>> list_dir(std::string_view path) {
+    UniqueDir d(::opendir(resolve(path).c_str()));
+    if (!d) return std::nullopt;
+    std::vector<std::string> names;
+    while (dirent* e = ::readdir(d.get())) {
+        if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
+        names.emplace_back(e->d_name);
+    }
+    return names;
+}
+
+std::string strip_newline(std::string line) {
+    size_t nl = line.find('\n');
+    if (nl != std::string::npos) line.resize(nl);
+    return line;
+}
+
+std::string cut_at_first_of(std::string line, std::string_view chars) {
+    size_t p = line.find_first_of(chars);
+    if (p != std::string::npos) line.resize(p);
+    return line;
+}
+
+}  // namespace platform

@@ -1,0 +1,228 @@
+#include "platform/host_backend.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+
+#include "platform/fs.h"
+#include "platform/unique_fd.h"
+
+namespace platform {
+
+namespace {
+
+std::string default_nvram_path() {
+    const char* env = std::getenv("NVRAM_FILE");
+    return env && *env ? env : "/etc/nvram.txt";
+}
+
+// The daemon ignores SIGCHLD so that background commands leave no zombies; while we
+// wait for a command of our own the default disposition must be back, or the kernel
+// reaps the child before we can read its exit status.
+class ChildWaitScope {
+public:
+    ChildWaitScope() {
+        struct sigaction dfl {};
+        dfl.sa_handler = SIG_DFL;
+        sigemptyset(&dfl.sa_mask);
+        ::sigaction(SIGCHLD, &dfl, &saved_);
+    }
+    ~ChildWaitScope() { ::sigaction(SIGCHLD, &saved_, nullptr); }
+    ChildWaitScope(const ChildWaitScope&) = delete;
+    ChildWaitScope& operator=(const ChildWaitScope&) = delete;
+
+private:
+    struct sigaction saved_ {};
+};
+
+int wait_for(pid_t pid) {
+    int status = 0;
+    while (::waitpid(pid, &status, 0) < 0) {
+        if (errno != EINTR) return -1;
+    }
+    return status;
+}
+
+std::string normalise_mac(std::string_view text) {
+    std::string out;
+    for (char c : text)
+        if (std::isxdigit(static_cast<unsigned char>(c)))
+            out += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return out;
+}
+
+}  // namespace
+
+HostBackend::HostBackend() : HostBackend(default_nvram_path()) {}
+HostBackend::HostBackend(std::string nvram_path) : nvram_(std::move(nvram_path)) {}
+
+std::string HostBackend::nvram_get(std::string_view key) {
+    auto v = nvram_.get(key);
+    return v ? *v : std::string();
+}
+void HostBackend::nvram_set(std::string_view key, std::string_view value) {
+    nvram_.set(key, value);
+}
+bool HostBackend::nvram_exist(std::string_view key) { return nvram_.get(key).has_value(); }
+void HostBackend::nvram_unset(std::string_view key) { nvram_.unset(key); }
+void HostBackend::nvram_save() { nvram_.commit(); }
+
+std::shared_ptr<const UciPackage> HostBackend::uci_load(const std::string& dir,
+                                                        const std::string& package, int& err) {
+    std::string file = resolve(dir + "/" + package);
+    struct stat st;
+    if (::stat(file.c_str(), &st) != 0) {
+        err = 3;  // UCI_ERR_NOTFOUND
+        uci_cache_.erase(file);
+        return nullptr;
+    }
+    auto& c = uci_cache_[file];
+    if (c.pkg && c.ino == st.st_ino && c.size == st.st_size && c.mtime_sec == st.st_mtim.tv_sec &&
+        c.mtime_nsec == st.st_mtim.tv_nsec) {
+        err = 0;
+        return c.pkg;
+    }
+    auto text = read_file(file);
+    if (!text) {
+        err = 4;  // UCI_ERR_IO
+        return nullptr;
+    }
+    ++uci_parses_;
+    std::string why;
+    auto parsed = parse_uci(*text, package, &why);
+    if (!parsed) {
+        err = 5;  // UCI_ERR_PARSE
+        uci_cache_.erase(file);
+        return nullptr;
+    }
+    c = CachedPackage{st.st_mtim.tv_sec, st.st_mtim.tv_nsec, st.st_size, st.st_ino,
+                      std::make_shared<const UciPackage>(std::move(*parsed))};
+    err = 0;
+    return c.pkg;
+}
+
+int HostBackend::uci_store(const std::string& dir, const UciPackage& pkg) {
+    std::string file = resolve(dir + "/" + pkg.name);
+    std::string tmp = file + ".tmp." + std::to_string(::getpid());
+    if (!write_file(tmp, render_uci(pkg)) || ::rename(tmp.c_str(), file.c_str()) != 0) {
+        ::unlink(tmp.c_str());
+        return 4;  // UCI_ERR_IO
+    }
+    uci_cache_.erase(file);
+    return 0;
+}
+
+int HostBackend::run_shell(const std::string& command) {
+    ChildWaitScope scope;
+    std::fflush(nullptr);
+    pid_t pid = ::fork();
+    if (pid < 0) return -1;
+    if (pid == 0) {
+        ::execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    return wait_for(pid);
+}
+
+std::optional<std::string> HostBackend::popen_read(const std::string& command) {
+    ChildWaitScope scope;
+    std::fflush(nullptr);
+    UniquePipe p(::popen(command.c_str(), "r"));
+    if (!p) return std::nullopt;
+    std::string out;
+    char buf[4096];
+    size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, p.get())) > 0) out.append(buf, n);
+    return out;
+}
+
+int HostBackend::exec_to_file(const std::vector<std::string>& argv, const std::string& outfile) {
+    if (argv.empty()) return -1;
+    ChildWaitScope scope;
+    std::fflush(nullptr);
+    pid_t pid = ::fork();
+    if (pid < 0) return -1;
+    if (pid == 0) {
+        int fd = ::open(resolve(outfile).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        if (fd >= 0) {
+            ::dup2(fd, 1);
+            ::close(fd);
+        }
+        std::vector<char*> args;
+        for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+        args.push_back(nullptr);
+        ::execvp(args[0], args.data());
+        ::_exit(127);
+    }
+    int status = wait_for(pid);
+    return status >= 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+uint64_t HostBackend::uptime() {
+    timespec ts{};
+    ::clock_gettime(CLOCK_BOOTTIME, &ts);
+    return static_cast<uint64_t>(ts.tv_sec);
+}
+
+int64_t HostBackend::wall_time() { return static_cast<int64_t>(::time(nullptr)); }
+
+void HostBackend::local_time(int64_t when, std::tm& out) {
+    time_t t = static_cast<time_t>(when);
+    ::localtime_r(&t, &out);
+}
+
+void HostBackend::sleep_seconds(unsigned seconds) { ::sleep(seconds); }
+
+void HostBackend::seed_random(unsigned seed) { std::srand(seed); }
+int HostBackend::random() { return std::rand(); }
+
+std::string HostBackend::hw_version() {
+    auto line = read_first_line("/etc/hw_version", 256);
+    return line ? strip_newline(*line) : std::string();
+}
+
+int HostBackend::mtd_index(std::string_view partition) {
+    auto lines = read_lines("/proc/mtd", 256);
+    if (!lines) return -1;
+    std::string quoted = "\"" + std::string(partition) + "\"";
+    for (const auto& l : *lines) {
+        int index = -1;
+        if (std::sscanf(l.c_str(), "mtd%d:", &index) == 1 && l.find(quoted) != std::string::npos)
+            return index;
+    }
+    return -1;
+}
+
+void HostBackend::load_ac_mac_list() {
+    auto load = [this](const char* key, std::set<std::string>& into) {
+        into.clear();
+        std::istringstream in(nvram_get(key));
+        std::string word;
+        while (in >> word) into.insert(normalise_mac(word));
+    };
+    load("ac_allow_list", ac_allow_);
+    load("ac_block_list", ac_block_);
+}
+
+int HostBackend::mac_status(const unsigned char mac[6]) {
+    char text[13];
+    std::snprintf(text, sizeof text, "%02X%02X%02X%02X%02X%02X", mac[0], mac[1], mac[2], mac[3],
+                  mac[4], mac[5]);
+    if (ac_allow_.count(text)) return 1;
+    if (ac_block_.count(text)) return 0;
+    return -1;
+}
+
+void HostBackend::hook_soapc(int request) { std::printf("[hook_soapc] request %d\n", request); }
+
+int HostBackend::check_fw_response_code() { return std::atoi(nvram_get("check_fw_response_code").c_str()); }
+
+}  // namespace platform

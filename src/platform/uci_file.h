@@ -1,0 +1,66 @@
+// UCI configuration text: the parsed form of one package and its reader and writer.
+// Used by the host backend (files on disk), the fake backend (in memory) and the
+// host `uci` tool, so all three agree on quoting, comments and lists.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace platform {
+
+struct UciOption {
+    std::string name;
+    bool is_list = false;
+    std::vector<std::string> values;  // one value for a plain option
+};
+
+struct UciSection {
+    std::string type;
+    std::string name;  // empty for an anonymous section
+    std::vector<UciOption> options;
+
+    const UciOption* find(std::string_view option) const;
+    UciOption* find(std::string_view option);
+};
+
+class UciPackage {
+public:
+    std::string name;
+
+    const std::vector<UciSection>& sections() const { return sections_; }
+
+    // Section by name, or "@type[index]" (negative index counts from the end).
+    const UciSection* section(std::string_view ref) const;
+    UciSection* section(std::string_view ref);
+    UciSection& add_section(std::string type, std::string name);
+    bool remove_section(std::string_view ref);
+
+    // Value of "section.option" (a list reads as its values joined by one blank) or of
+    // "section" (its type). Nothing when absent.
+    std::optional<std::string> get(std::string_view path) const;
+    // "section.option" = value replaces the option (creating it); "section" = type
+    // creates the section or changes its type. False when the section is missing or
+    // the path is malformed.
+    bool set(std::string_view path, std::string_view value);
+    // Appends a value to a list option (creating it).
+    bool add_list(std::string_view path, std::string_view value);
+
+private:
+    void reindex();
+    std::vector<UciSection> sections_;
+    std::unordered_map<std::string, size_t> by_name_;
+};
+
+// Parses UCI text. On a syntax error returns nothing and, when `error` is given,
+// describes the first problem with its line number.
+std::optional<UciPackage> parse_uci(std::string_view text, std::string package_name,
+                                    std::string* error = nullptr);
+// Renders a package in the canonical form `uci export` uses.
+std::string render_uci(const UciPackage& pkg);
+// Single-quotes a value for UCI text.
+std::string uci_quote(std::string_view value);
+
+}  // namespace platform
