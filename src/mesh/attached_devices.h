@@ -53,3 +53,6 @@ struct AttachedDevices {
     std::string attached_5g;
     std::string attached_6g;
 };
+
+// Fills the attached-device table of the collection record for this pass.
+int get_attach_dev(Daemon& d);

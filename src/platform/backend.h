@@ -43,6 +43,10 @@ public:
     // Runs argv without a shell, standard output sent to `outfile`; exit status or -1.
     virtual int exec_to_file(const std::vector<std::string>& argv, const std::string& outfile) = 0;
 
+    // daemon(1, 1): detach, keeping the working directory and the standard streams.
+    // 0 on success, -1 (errno set) on failure.
+    virtual int daemonize() = 0;
+
     // The directory every absolute router path is resolved against ("" for "/").
     virtual const std::string& root() const = 0;
 

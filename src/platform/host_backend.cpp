@@ -166,6 +166,8 @@ int HostBackend::exec_to_file(const std::vector<std::string>& argv, const std::s
     return status >= 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+int HostBackend::daemonize() { return ::daemon(1, 1); }
+
 uint64_t HostBackend::uptime() {
     timespec ts{};
     ::clock_gettime(CLOCK_BOOTTIME, &ts);

@@ -46,6 +46,7 @@ public:
     std::optional<std::string> popen_read(const std::string& command) override;
     int exec_to_file(const std::vector<std::string>& argv, const std::string& outfile) override;
 
+    int daemonize() override;
     const std::string& root() const override { return root_; }
 
     uint64_t uptime() override;

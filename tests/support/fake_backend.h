@@ -94,6 +94,12 @@ public:
     std::optional<std::string> popen_read(const std::string& command) override;
     int exec_to_file(const std::vector<std::string>& argv, const std::string& outfile) override;
 
+    int daemonize() override {
+        ++daemonized;
+        return daemonize_result;
+    }
+    int daemonized = 0;
+    int daemonize_result = 0;
     const std::string& root() const override { return root_; }
 
     uint64_t uptime() override { return now_uptime; }
