@@ -10,3 +10,4 @@ int telem_main(Daemon&, int, char**) {
     return 0;
 }
 void telem_stop(int) {}
+void daemon_startup_steps(Daemon&) {}
