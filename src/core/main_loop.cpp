@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/config.h"
+#include "core/connectivity.h"
 #include "core/daemon.h"
 #include "core/features.h"
 #include "core/geo_location.h"
@@ -41,7 +42,6 @@ void record_kernel_reboots(Daemon&) {}
 void satellite_notification_step(Daemon&) {}
 void soap_api_event_step(Daemon&) {}
 void poll_thermal_sensors(Daemon&) {}
-void check_internet_and_gateway(Daemon&) {}
 
 void choose_first_report_time(Daemon& d) {
     platform::seed_random(static_cast<unsigned>(platform::wall_time()));
