@@ -13,6 +13,7 @@
 #include "mesh/attached_devices.h"
 #include "platform/model.h"
 #include "report/bodies.h"
+#include "report/json.h"
 #include "report/policy.h"
 #include "report/publish.h"
 #include "report/report_files.h"
@@ -128,8 +129,12 @@ struct Daemon {
     PublishState publish;
     ReductionState reduction;
     LoopState loop;
-    std::string report_stamp;  // "YYYYMMDD-HHMMSS" of the last header built
     ReportBodies bodies = default_report_bodies();
+    std::string report_stamp;  // "YYYYMMDD-HHMMSS" of the last non-DAL header built
+    // The parsed DAL event file whose first member the last DAL header refers to. The
+    // header holds references, not copies, so this tree must outlive the report
+    // document; it is replaced when the next DAL header is built.
+    json::Ptr dal_header_source;
 };
 
 // Set by the SIGUSR1 handler; the one piece of state a signal handler may touch.

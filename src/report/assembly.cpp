@@ -187,10 +187,10 @@ void run_wifi_analytics_schedule(Daemon& d, const Due& due) {
 bool build_dal_report(Daemon& d, cJSON* root) {
     if (!platform::file_exists(kDalEventFile)) return false;
     bool any = false;
-    DalMember event = read_dal_event_member(2);
-    if (event.member && event.member->string) {
-        std::string name(event.member->string, 0, 63);
-        json::Ptr body(cJSON_Duplicate(event.member, 1));
+    EventMember event = read_dal_event_member(2);
+    if (event && event.name()) {
+        std::string name(event.name(), 0, 63);
+        json::Ptr body = event.take();
         if (body) {
             if (d.info.install_event && d.bodies.installEvent) d.bodies.installEvent(d, body.get());
             json::add(root, name.c_str(), std::move(body));

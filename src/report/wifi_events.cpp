@@ -38,11 +38,11 @@ WifiBatch collect_wifi_event_batch(Daemon& d, cJSON* root, uint32_t now, uint32_
         hand_over_wifi_output();
     }
     if (platform::file_exists(kWifiEventFile)) {
-        json::Ptr events = read_wifi_event();
-        if (events && events->child && events->child->string) {
-            json::Ptr body(cJSON_Duplicate(events->child, 1));
-            if (body) {
-                json::add(root, events->child->string, std::move(body));
+        EventMember events = read_wifi_event_member();
+        if (events && events.name()) {
+            std::string name = events.name();
+            if (json::Ptr body = events.take()) {
+                json::add(root, name.c_str(), std::move(body));
                 batch.body = true;
             }
         }

@@ -7,10 +7,11 @@
 
 #include <cstdint>
 
+#include "report/event_files.h"
+
 struct Daemon;
 
 inline constexpr const char* kWifiOutputFile = "/tmp/telem_json_dir/telem_wifi_output.json";
-inline constexpr const char* kWifiEventFile = "/tmp/telem_json_dir/telem_wifi_event.json";
 
 struct WifiBatch {
     bool due = false;   // the send timer let the batch go
