@@ -13,6 +13,9 @@ inline constexpr unsigned kReportSizeLimit = 131072;
 struct ReductionState {
     int reduction_state = 0;  // 1 once the offline devices were dropped
     int report_device_count = 0;
+    // Set while the size check has chosen report_device_count itself: the connected
+    // device builder then honours the count instead of resetting it to num_entry.
+    int device_count_override = 0;
 };
 
 // Writes `text` to telem_<hw>.json and makes the per-type copy. 0, or -1 when the file
