@@ -189,7 +189,7 @@ void sample_memory(Daemon& d) {
 }
 
 void check_cpu_alarm(Daemon& d) {
-    d.info.cpu_load = get_cpu_load(d.info.cpu_load);
+    get_cpu_load(d.info.cpu_load);
     LoopState& l = d.loop;
     if (d.info.cpu_load > d.policy.cpu_threshold_high) {
         uint32_t now = sys_uptime();
@@ -233,7 +233,7 @@ void sample_cpu_cores(Daemon& d) {
 }
 
 void collect_current_info(Daemon& d) {
-    d.info.uptime_text = get_uptime_text();
+    get_uptime_text(d.info.uptime_text);
     update_traffic_meter(d);
     sample_memory(d);
     take_memory_snapshots(d);
@@ -246,7 +246,7 @@ void collect_current_info(Daemon& d) {
     std::printf("dev_info->attached_2g : %s, dev_info->attached_5g : %s\n",
                 d.info.attached.attached_2g.c_str(), d.info.attached.attached_5g.c_str());
     if (ovraNvramConfig_get("openvpnActive") == "enable")
-        d.info.openvpn_clients = get_openvpn_clients(d);
+        d.info.openvpn_clients = get_openvpn_clients();
     if (d.loop.first_pass) {
         record_kernel_reboots(d);
         d.loop.first_pass = 0;

@@ -254,7 +254,7 @@ int check_stop_publish_event_type(Daemon& d, int code) {
 int create_device_json(Daemon& d, int code) {
     if (code < 0 || code > 6) return 0;
     Due due{sys_uptime(), static_cast<uint32_t>(d.loop.init_report_time), d.loop.force_all != 0};
-    d.info.uptime_text = get_uptime_text();
+    get_uptime_text(d.info.uptime_text);
 
     json::Ptr root;
     bool wifi_batch = false;

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "core/daemon.h"
-#include "mesh/connected_devices.h"
 #include "platform/fs.h"
 #include "platform/platform.h"
 #include "platform/shell.h"
@@ -50,7 +49,8 @@ int rebuild_device_details(Daemon& d, json::Ptr& doc) {
     if (doc) {
         cJSON_DeleteItemFromObject(doc.get(), kDeviceMember);
         d.reduction.device_count_override = 1;
-        json::add(doc, kDeviceMember, create_connected_device_detail_obj(d));
+        if (d.bodies.connectedDeviceDetails)
+            json::add(doc, kDeviceMember, d.bodies.connectedDeviceDetails(d));
     }
     return write_report_file(d, json::print_string(doc.get()), kRoutineReportCode);
 }

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -51,6 +52,26 @@ std::vector<std::string> FakeBackend::commands_containing(const std::string& par
 }
 
 FakeBackend::Response FakeBackend::respond(const std::string& command) {
+    if (auto r = scripted(command)) return *r;
+    return builtin(command);
+}
+
+// The few plain shell commands the daemon uses to move report files around are
+// carried out on the test root when no test scripted them.
+FakeBackend::Response FakeBackend::builtin(const std::string& command) {
+    static const std::regex copy(R"(^cat (/\S+) ?> ?(/\S+)$)");
+    static const std::regex touch(R"(^touch (/\S+)$)");
+    std::smatch m;
+    Response r;
+    if (std::regex_match(command, m, copy) && m[2].str() != "/dev/console") {
+        if (auto content = read(m[1].str())) r.files[m[2].str()] = *content;
+    } else if (std::regex_match(command, m, touch) && !exists(m[1].str())) {
+        r.files[m[1].str()] = "";
+    }
+    return r;
+}
+
+std::optional<FakeBackend::Response> FakeBackend::scripted(const std::string& command) {
     // The most recently added matching rule wins, so a test can override a default.
     for (auto it = rules_.rbegin(); it != rules_.rend(); ++it) {
         bool hit = false;
@@ -67,7 +88,7 @@ FakeBackend::Response FakeBackend::respond(const std::string& command) {
         }
         if (hit) return it->handler(command);
     }
-    return Response{};
+    return std::nullopt;
 }
 
 void FakeBackend::apply(const std::string& command, const Response& r, bool redirect) {
@@ -79,7 +100,8 @@ void FakeBackend::apply(const std::string& command, const Response& r, bool redi
         std::smatch m;
         if (std::regex_search(command, m, target)) {
             std::string path = m[2].str();
-            if (path != "/dev/console" && path != "/dev/null") {
+            bool removed = std::find(r.remove.begin(), r.remove.end(), path) != r.remove.end();
+            if (path != "/dev/console" && path != "/dev/null" && !removed) {
                 if (r.has_output)
                     write(path, r.output);
                 else if (!exists(path))

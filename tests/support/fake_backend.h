@@ -124,6 +124,8 @@ private:
         Handler handler;
     };
     Response respond(const std::string& command);
+    std::optional<Response> scripted(const std::string& command);
+    Response builtin(const std::string& command);
     void apply(const std::string& command, const Response& r, bool redirect);
 
     std::string root_;

@@ -38,7 +38,7 @@ protected:
     void publisher_says(const std::string& log) {
         fake->on_prefix(kPublishPrefix, FakeBackend::outputs(log));
     }
-    std::vector<std::string> published() const { return fake->commands_containing("awsiotpub"); }
+    std::vector<std::string> published() { return fake->commands_containing("awsiotpub"); }
     json::Ptr last_report(int code) {
         auto text = fake->read("/tmp/telem_json_dir/telem_VRE670_" + std::to_string(code) + ".json");
         return text ? json::parse(*text) : nullptr;
