@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 #include "platform/uci_file.h"
@@ -59,16 +58,36 @@ FakeBackend::Response FakeBackend::respond(const std::string& command) {
 // The few plain shell commands the daemon uses to move report files around are
 // carried out on the test root when no test scripted them.
 FakeBackend::Response FakeBackend::builtin(const std::string& command) {
-    static const std::regex copy(R"(^cat (/\S+) ?> ?(/\S+)$)");
-    static const std::regex touch(R"(^touch (/\S+)$)");
-    std::smatch m;
     Response r;
-    if (std::regex_match(command, m, copy) && m[2].str() != "/dev/console") {
-        if (auto content = read(m[1].str())) r.files[m[2].str()] = *content;
-    } else if (std::regex_match(command, m, touch) && !exists(m[1].str())) {
-        r.files[m[1].str()] = "";
+    std::string_view c = command;
+    if (c.rfind("cat /", 0) == 0) {
+        size_t gt = c.find('>');
+        if (gt == std::string_view::npos) return r;
+        std::string_view src = c.substr(4, gt - 4);
+        while (!src.empty() && src.back() == ' ') src.remove_suffix(1);
+        auto target = redirect_target(command);
+        if (target && src.find(' ') == std::string_view::npos && *target != "/dev/console")
+            if (auto content = read(std::string(src))) r.files[*target] = *content;
+    } else if (c.rfind("touch /", 0) == 0 && c.find(' ', 6) == std::string_view::npos) {
+        std::string path(c.substr(6));
+        if (!exists(path)) r.files[path] = "";
     }
     return r;
+}
+
+// The file a command line's trailing "> file" or "2>file" names, if it ends in one.
+std::optional<std::string> FakeBackend::redirect_target(const std::string& command) {
+    size_t gt = command.rfind('>');
+    if (gt == std::string::npos) return std::nullopt;
+    size_t b = gt + 1;
+    auto blank = [](char ch) { return ch == ' ' || ch == '\t' || ch == '\n' || ch == '\r'; };
+    while (b < command.size() && blank(command[b])) ++b;
+    size_t e = command.size();
+    while (e > b && blank(command[e - 1])) --e;
+    if (b >= e || command[b] != '/') return std::nullopt;
+    std::string path = command.substr(b, e - b);
+    if (path.find_first_of(" \t\n") != std::string::npos) return std::nullopt;
+    return path;
 }
 
 std::optional<FakeBackend::Response> FakeBackend::scripted(const std::string& command) {
@@ -96,10 +115,8 @@ void FakeBackend::apply(const std::string& command, const Response& r, bool redi
     for (const auto& path : r.remove) fs::remove(root_ + path);
     if (redirect) {
         // The shell would create the redirection target even for empty output.
-        static const std::regex target(R"((2?)>\s*(/[^\s>]+)\s*$)");
-        std::smatch m;
-        if (std::regex_search(command, m, target)) {
-            std::string path = m[2].str();
+        if (auto target = redirect_target(command)) {
+            const std::string& path = *target;
             bool removed = std::find(r.remove.begin(), r.remove.end(), path) != r.remove.end();
             if (path != "/dev/console" && path != "/dev/null" && !removed) {
                 if (r.has_output)

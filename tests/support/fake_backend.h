@@ -126,6 +126,7 @@ private:
     Response respond(const std::string& command);
     std::optional<Response> scripted(const std::string& command);
     Response builtin(const std::string& command);
+    static std::optional<std::string> redirect_target(const std::string& command);
     void apply(const std::string& command, const Response& r, bool redirect);
 
     std::string root_;
