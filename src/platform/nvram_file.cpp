@@ -6,14 +6,15 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <iterator>
 
 #include "platform/unique_fd.h"
 
 namespace platform {
 
-std::string nvram_escape(std::string_view value) {
-    std::string out;
-    out.reserve(value.size());
+namespace {
+
+void append_escaped(std::string& out, std::string_view value) {
     for (char c : value) {
         if (c == '\\')
             out += "\\\\";
@@ -24,6 +25,14 @@ std::string nvram_escape(std::string_view value) {
         else
             out += c;
     }
+}
+
+}  // namespace
+
+std::string nvram_escape(std::string_view value) {
+    std::string out;
+    out.reserve(value.size());
+    append_escaped(out, value);
     return out;
 }
 
@@ -57,17 +66,25 @@ std::map<std::string, std::string, std::less<>> parse_nvram_text(std::string_vie
         if (line.empty() || line.front() == '#') continue;
         size_t eq = line.find('=');
         if (eq == std::string_view::npos || eq == 0) continue;  // malformed: skipped
-        values.insert_or_assign(std::string(line.substr(0, eq)), unescape(line.substr(eq + 1)));
+        // Files this store wrote are sorted by key: the hint makes each insert O(1).
+        std::string_view key = line.substr(0, eq);
+        if (!values.empty() && std::prev(values.end())->first < key)
+            values.emplace_hint(values.end(), std::string(key), unescape(line.substr(eq + 1)));
+        else
+            values.insert_or_assign(std::string(key), unescape(line.substr(eq + 1)));
     }
     return values;
 }
 
 std::string render_nvram_text(const std::map<std::string, std::string, std::less<>>& values) {
+    size_t size = 0;
+    for (const auto& [k, v] : values) size += k.size() + v.size() + 2;
     std::string out;
+    out.reserve(size + size / 16);
     for (const auto& [k, v] : values) {
         out += k;
         out += '=';
-        out += nvram_escape(v);
+        append_escaped(out, v);
         out += '\n';
     }
     return out;
@@ -122,8 +139,8 @@ bool NvramFile::update(Change change) {
         std::fprintf(stderr, "nvram: cannot lock %s\n", lock_path.c_str());
         return false;
     }
-    // Under the lock, start from what is on disk now, not from our cached copy.
-    watch_.forget();
+    // Under the lock, start from what is on disk now. The watch confirms a recent
+    // stamp by content, so a file another writer replaced is always read again.
     refresh();
     if (!change(values_)) return true;
     std::string text = render_nvram_text(values_);

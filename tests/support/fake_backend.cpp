@@ -166,7 +166,9 @@ std::string FakeBackend::nvram_get(std::string_view key) {
 void FakeBackend::nvram_set(std::string_view key, std::string_view value) {
     nvram.insert_or_assign(std::string(key), std::string(value));
 }
-bool FakeBackend::nvram_exist(std::string_view key) { return nvram.find(key) != nvram.end(); }
+bool FakeBackend::nvram_exist(std::string_view key) {
+    return nvram.find(key) != nvram.end();
+}
 void FakeBackend::nvram_unset(std::string_view key) {
     auto it = nvram.find(key);
     if (it != nvram.end()) nvram.erase(it);
@@ -226,9 +228,13 @@ bool FakeBackend::exists(const std::string& path) const {
     return ::stat((root_ + path).c_str(), &st) == 0;
 }
 
-void FakeBackend::mkdir(const std::string& path) { fs::create_directories(root_ + path); }
+void FakeBackend::mkdir(const std::string& path) {
+    fs::create_directories(root_ + path);
+}
 
-std::string FakeBackend::console() const { return read("/dev/console").value_or(""); }
+std::string FakeBackend::console() const {
+    return read("/dev/console").value_or("");
+}
 
 void FakeBackend::local_time(int64_t when, std::tm& out) {
     time_t t = static_cast<time_t>(when);
@@ -256,7 +262,11 @@ int FakeBackend::mac_status(const unsigned char mac[6]) {
     return it == mac_statuses.end() ? -1 : it->second;
 }
 
-FakeRouter::FakeRouter() { platform::install(&fake); }
-FakeRouter::~FakeRouter() { platform::install(nullptr); }
+FakeRouter::FakeRouter() {
+    platform::install(&fake);
+}
+FakeRouter::~FakeRouter() {
+    platform::install(nullptr);
+}
 
 }  // namespace testing_support

@@ -14,7 +14,7 @@
 namespace testing_support {
 
 class FakeBackend : public platform::Backend {
-public:
+  public:
     // What a scripted command does: files it writes (router paths), text written to
     // the target of its trailing "> file" / "2>file" redirection (or returned by
     // popen), and its exit status.
@@ -117,7 +117,7 @@ public:
     void hook_soapc(int request) override { soapc_requests.push_back(request); }
     int check_fw_response_code() override { return fw_response_code; }
 
-private:
+  private:
     struct Rule {
         enum class Match { Exact, Prefix, Contains } match;
         std::string pattern;
@@ -136,7 +136,7 @@ private:
 
 // Installs a fresh FakeBackend for the lifetime of the object (one per test).
 class FakeRouter {
-public:
+  public:
     FakeRouter();
     ~FakeRouter();
     FakeBackend& operator*() { return fake; }
