@@ -176,7 +176,9 @@ int classify_connection(std::string_view conntype) {
 // its second minus sign.
 std::string signal_text(int rssi) {
     if (rssi < 1) return "0";
-    return "-" + std::to_string(106 - rssi);
+    char text[16];
+    std::snprintf(text, sizeof text, "-%d", 106 - rssi);
+    return text;
 }
 
 void fill_radio_values(AttachPass& p, std::string_view mac, AttachDevEntry& e) {
