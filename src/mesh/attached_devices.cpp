@@ -24,8 +24,8 @@ constexpr size_t kMacListSize = 4096;
 constexpr size_t kKnownMacListSize = 8192;
 
 // Added to every reported link rate so that the report text always shows it as a
-// non-integer number (1000 is written 1000.000001); the cloud side parses rates as
-// floating point.
+// non-integer number (1000 is written 1000.000001). Only a wired device behind no known
+// LAN port reports exactly 0.
 constexpr double kRateMark = 0.000001;
 
 constexpr const char* kSwitchDirFailed =
