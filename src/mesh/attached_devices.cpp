@@ -24,8 +24,8 @@ constexpr size_t kMacListSize = 4096;
 constexpr size_t kKnownMacListSize = 8192;
 
 // Added to every reported link rate so that the report text always shows it as a
-// non-integer number (1000 is written 1000.000001); the cloud side parses rates as
-// floating point.
+// non-integer number (1000 is written 1000.000001). Only a wired device behind no known
+// LAN port reports exactly 0.
 constexpr double kRateMark = 0.000001;
 
 constexpr const char* kSwitchDirFailed =
@@ -176,7 +176,9 @@ int classify_connection(std::string_view conntype) {
 // its second minus sign.
 std::string signal_text(int rssi) {
     if (rssi < 1) return "0";
-    return "-" + std::to_string(106 - rssi);
+    char text[16];
+    std::snprintf(text, sizeof text, "-%d", 106 - rssi);
+    return text;
 }
 
 void fill_radio_values(AttachPass& p, std::string_view mac, AttachDevEntry& e) {
