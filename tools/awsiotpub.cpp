@@ -56,8 +56,8 @@ constexpr int kLoopSliceMs = 100;
 
 struct Options {
     std::string client_id;
-    std::string file;       // -f: one report
-    std::string directory;  // -d: every file of the directory (with -e 1)
+    std::string file;        // -f: one report
+    std::string directory;   // -d: every file of the directory (with -e 1)
     bool each_file = false;  // -e 1
     std::string topic = "analytics/";
     int stage_class = 1;  // -o: 1 production back end, 2 test back ends
@@ -117,7 +117,8 @@ std::optional<Options> parse_command_line(int argc, char** argv, std::string& er
                 break;
             }
             default:
-                error = "unknown option or missing argument '-" + std::string(1, char(optopt)) + "'";
+                error =
+                    "unknown option or missing argument '-" + std::string(1, char(optopt)) + "'";
                 return std::nullopt;
         }
     }
@@ -244,7 +245,7 @@ std::optional<std::vector<Report>> load_reports(const Options& opt, std::string&
 
 // Library initialisation for the lifetime of main().
 class MosquittoLibrary {
-public:
+  public:
     MosquittoLibrary() { mosquitto_lib_init(); }
     ~MosquittoLibrary() { mosquitto_lib_cleanup(); }
     MosquittoLibrary(const MosquittoLibrary&) = delete;
@@ -266,7 +267,7 @@ struct SessionEvents {
 };
 
 class Session {
-public:
+  public:
     Session(const BrokerSettings& settings, const std::string& client_id)
         : settings_(settings),
           handle_(mosquitto_new(client_id.empty() ? nullptr : client_id.c_str(), true, &events_)) {
@@ -282,16 +283,16 @@ public:
         mosquitto* m = handle_.get();
         int rc;
         if (!settings_.username.empty()) {
-            rc = mosquitto_username_pw_set(m, settings_.username.c_str(),
-                                           settings_.password.empty() ? nullptr
-                                                                      : settings_.password.c_str());
+            rc = mosquitto_username_pw_set(
+                m, settings_.username.c_str(),
+                settings_.password.empty() ? nullptr : settings_.password.c_str());
             if (rc != MOSQ_ERR_SUCCESS) return fail(error, "credentials", rc);
         }
         if (!settings_.cafile.empty()) {
-            rc = mosquitto_tls_set(m, settings_.cafile.c_str(), nullptr,
-                                   settings_.certfile.empty() ? nullptr : settings_.certfile.c_str(),
-                                   settings_.keyfile.empty() ? nullptr : settings_.keyfile.c_str(),
-                                   nullptr);
+            rc = mosquitto_tls_set(
+                m, settings_.cafile.c_str(), nullptr,
+                settings_.certfile.empty() ? nullptr : settings_.certfile.c_str(),
+                settings_.keyfile.empty() ? nullptr : settings_.keyfile.c_str(), nullptr);
             if (rc != MOSQ_ERR_SUCCESS) return fail(error, "TLS set-up", rc);
         }
         rc = mosquitto_connect_async(m, settings_.host.c_str(), settings_.port, kKeepAliveSeconds);
@@ -331,7 +332,7 @@ public:
 
     std::string endpoint() const { return settings_.host + ":" + std::to_string(settings_.port); }
 
-private:
+  private:
     static void on_connect(mosquitto*, void* obj, int rc) {
         auto* ev = static_cast<SessionEvents*>(obj);
         ev->connack_received = true;
@@ -411,14 +412,13 @@ int run(int argc, char** argv) {
     if (!reports) return report_error(error);
 
     // Connecting plus one acknowledgement per report, and a little slack.
-    long budget = static_cast<long>(settings->timeout_seconds) *
-                      (2 + static_cast<long>(reports->size())) + 2;
+    long budget =
+        static_cast<long>(settings->timeout_seconds) * (2 + static_cast<long>(reports->size())) + 2;
     arm_watchdog(static_cast<int>(std::min<long>(budget, 3600)));
 
     std::printf("awsiotpub: client %s, stage class %d (%s back end), topic %s\n",
-                opt->client_id.empty() ? "(generated)" : opt->client_id.c_str(),
-                opt->stage_class, opt->stage_class == 1 ? "production" : "test",
-                opt->topic.c_str());
+                opt->client_id.empty() ? "(generated)" : opt->client_id.c_str(), opt->stage_class,
+                opt->stage_class == 1 ? "production" : "test", opt->topic.c_str());
     if (reports->empty()) {
         std::printf("No report in %s\n", opt->directory.c_str());
         std::puts("Publish done");

@@ -264,14 +264,13 @@ sim_collector_stop() {
 
 # --- waiting ----------------------------------------------------------------------------------
 
-# sim_wait SECONDS COMMAND...: run COMMAND every 0.2 s until it succeeds; 1 on timeout.
+# sim_wait SECONDS COMMAND...: run COMMAND every 0.2 s until it succeeds; 1 when
+# SECONDS have passed without success.
 sim_wait() {
-    limit=$(($1 * 5))
+    deadline=$(($(date +%s) + $1))
     shift
-    n=0
     while ! "$@"; do
-        n=$((n + 1))
-        [ $n -lt $limit ] || return 1
+        [ "$(date +%s)" -lt "$deadline" ] || return 1
         sleep 0.2
     done
     return 0
