@@ -12,6 +12,8 @@
 
 #include "mesh/attached_devices.h"
 #include "platform/model.h"
+#include "report/bodies.h"
+#include "report/json.h"
 #include "report/policy.h"
 #include "report/publish.h"
 #include "report/report_files.h"
@@ -29,7 +31,9 @@ struct FeatureFlags {
     int photo_sharing = 0;
     int download_manager = 0;
     int circle = 0;
+    int circle_in_container = 0;  // Circle runs inside the "spc-circle" container
     int security_service = 0;
+    int security_in_container = 0;  // the security service runs inside "shield-bd"
     int bridge_hijack = 0;
 };
 
@@ -102,7 +106,7 @@ struct LoopState {
     int first_run = 0;             // no /tmp/first_kernel_ra yet
     int test_trigger = 0;
     int test_tick_count = 0;
-    int force_all = 0;          // makes every schedule due
+    int force_all = 0;          // makes every schedule due (test mode, SIGUSR1)
     int skip_pass = 0;          // the pass-skipping flag
     int suppress_user_option = 0;  // one-shot suppression of the code 4 report
     int internet_probe_ok = 0;
@@ -113,6 +117,7 @@ struct LoopState {
     int trigger_mark = 0;
     int not_trigger_mark = 0;
     std::array<int, 7> backoff_wait{};
+    int cpu_samples = 0;  // per-core samples taken so far
 };
 
 struct Daemon {
@@ -124,7 +129,12 @@ struct Daemon {
     PublishState publish;
     ReductionState reduction;
     LoopState loop;
-    std::string report_stamp;  // "YYYYMMDD-HHMMSS" of the last header built
+    ReportBodies bodies = default_report_bodies();
+    std::string report_stamp;  // "YYYYMMDD-HHMMSS" of the last non-DAL header built
+    // The parsed DAL event file whose first member the last DAL header refers to. The
+    // header holds references, not copies, so this tree must outlive the report
+    // document; it is replaced when the next DAL header is built.
+    json::Ptr dal_header_source;
 };
 
 // Set by the SIGUSR1 handler; the one piece of state a signal handler may touch.

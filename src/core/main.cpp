@@ -2,8 +2,6 @@
 #include "core/startup.h"
 #include "platform/host_backend.h"
 
-volatile int g_sigusr1_flag = 0;
-
 int main(int argc, char** argv) {
     platform::HostBackend host;
     platform::install(&host);

@@ -1,58 +1,113 @@
-// The attached-device table of the collection record.
+// The attached-device table of the collection record: every client device attached
+// now and, with the Fing engine installed, every known device that is offline.
 #pragma once
 
 #include <array>
+#include <cstddef>
+#include <cstring>
+#include <ostream>
 #include <string>
+#include <string_view>
 
 struct Daemon;
 
 inline constexpr int kMaxAttachedDevices = 128;
 
+// A NUL-terminated text in a fixed buffer of N bytes, as the table keeps it: at most
+// N - 1 characters; a longer value is cut. The table lives in the collection record
+// and is refilled every pass without allocating.
+template <size_t N>
+class FixedText {
+  public:
+    static constexpr size_t kCapacity = N - 1;
+
+    FixedText() = default;
+    FixedText(std::string_view v) { assign(v); }  // NOLINT: reads as the text it holds
+    FixedText& operator=(std::string_view v) {
+        assign(v);
+        return *this;
+    }
+    void assign(std::string_view v) {
+        v = v.substr(0, v.find('\0'));  // a C string ends at its first NUL
+        size_t n = v.size() < kCapacity ? v.size() : kCapacity;
+        std::memcpy(data_, v.data(), n);
+        data_[n] = '\0';
+    }
+    void clear() { data_[0] = '\0'; }
+
+    const char* c_str() const { return data_; }
+    std::string_view view() const { return {data_, std::strlen(data_)}; }
+    operator std::string_view() const { return view(); }  // NOLINT
+    std::string str() const { return std::string(view()); }
+    bool empty() const { return data_[0] == '\0'; }
+    size_t size() const { return std::strlen(data_); }
+
+    friend bool operator==(const FixedText& a, std::string_view b) { return a.view() == b; }
+    friend std::ostream& operator<<(std::ostream& os, const FixedText& t) { return os << t.view(); }
+
+  private:
+    char data_[N] = {};
+};
+
+using Text64 = FixedText<64>;
+using Text256 = FixedText<256>;
+
+// One device. Member comments name the report member each field becomes.
 struct AttachDevEntry {
-    std::string conntype;
-    std::string name;
-    std::string model;
-    std::string devtype;
-    std::string ipaddr;
-    std::string macaddr;
-    std::string signal;
-    std::string access;
-    std::string connectedVyro;
-    std::string connectedVyromac;
-    std::string connectedVyroModel;
-    int devtypeid = 0;
-    double speed = 0;
-    int name_user_defined = 0;
-    std::string name_auto_detect;
-    int model_user_defined = 0;
-    std::string model_auto_detect;
-    int type_user_defined = 0;
-    std::string type_auto_detect;
-    std::string deviceVendorAutoDetect;
-    std::string conn_status;  // "Online", "Offline" or ""
-    std::string type_v2;
-    std::string type_v2_user_defined;
-    std::string type_v2_auto_detect;
-    std::string type_v2_index;
-    std::string brand;
-    std::string mac_vendor;
-    std::string os_name;
-    std::string os_version;
-    std::string detect_engine;
-    std::string fing_type;
-    std::string fing_model;
-    std::string dhcp_fingerprint;
+    Text64 conntype;                // connType: the `connection` option as read
+    Text64 name;                    // deviceName
+    Text64 model;                   // deviceModel
+    Text64 devtype;                 // deviceType
+    Text64 ipaddr;                  // ipAddress
+    Text64 macaddr;                 // macAddress: "AA:BB:CC:DD:EE:FF"
+    Text64 signal;                  // signalStrength: "0", "-<n>" or ""
+    Text64 access;                  // allowOrBlock: "allow", "block" or ""
+    Text64 connectedVyro;           // connectedVyro: the node the device is attached to
+    Text64 connectedVyromac;        // connectedVyroMac
+    Text64 connectedVyroModel;      // connectedVyroModel
+    int devtypeid = 0;              // deviceTypeID
+    double speed = 0;               // linkspeed, Mbps
+    int name_user_defined = 0;      // deviceNameUserDefined
+    Text64 name_auto_detect;        // deviceNameAutoDetect
+    int model_user_defined = 0;     // deviceModelUserDefined
+    Text64 model_auto_detect;       // deviceModelAutoDetect
+    int type_user_defined = 0;      // deviceTypeUserDefined
+    Text64 type_auto_detect;        // deviceTypeAutoDetect
+    Text64 deviceVendorAutoDetect;  // deviceVendorAutoDetect
+    Text64 conn_status;             // connStatus: "Online", "Offline" or ""
+    Text256 type_v2;                // deviceTypeV2
+    Text256 type_v2_user_defined;   // deviceTypeV2UserDefined: "true" / "false"
+    Text256 type_v2_auto_detect;    // deviceTypeV2AutoDetect
+    Text64 type_v2_index;           // deviceTypeV2ID (decimal text)
+    Text256 brand;                  // deviceBrandAutoDetect
+    Text256 mac_vendor;             // deviceMacVendorAutoDetect
+    Text256 os_name;                // deviceOSNameAutoDetect
+    Text256 os_version;             // deviceOSVerAutoDetect
+    Text256 detect_engine;          // detectEngine: "Fing" or ""
+    Text256 fing_type;              // fingDetectedType
+    Text256 fing_model;             // fingDetectedModel
+    Text256 dhcp_fingerprint;       // dhcpFingerPrint
+    Text256 user_agent;             // userAgent
 };
 
 struct AttachedDevices {
     std::array<AttachDevEntry, kMaxAttachedDevices> entries{};
-    int num_entry = 0;
-    std::string attached_wired;
-    std::string attached_wireless;
-    std::string attached_2g;
-    std::string attached_5g;
-    std::string attached_6g;
+    int num_entry = 0;  // valid entries: online first, then offline
+    FixedText<16> attached_wired;
+    FixedText<16> attached_wireless;  // 2.4 GHz + 5 GHz; 6 GHz is not part of it
+    FixedText<16> attached_2g;
+    FixedText<16> attached_5g;
+    FixedText<16> attached_6g;
+    // Set by the main loop each pass: 1 when /usr/bin/fing_dil exists, so the Fing
+    // identification engine names the devices and the offline ones are listed.
+    int fing_present = 0;
 };
 
-// Fills the attached-device table of the collection record for this pass.
+// Fills the attached-device table of the collection record for this pass; 0 always.
 int get_attach_dev(Daemon& d);
+
+class DeviceUci;
+// Reads the live list of attached devices ("devices.lists.mac" of /tmp, at most 4095
+// characters: MACs as 12 hex digits separated by blanks) into `out`. On failure writes
+// the message to standard error, leaves `out` as it was and returns -1.
+int get_attach_mac_list(DeviceUci& uci, std::string& out);

@@ -17,7 +17,7 @@
 namespace platform {
 
 class Backend {
-public:
+  public:
     virtual ~Backend() = default;
 
     // nvram: a flat store of string keys and values; a missing key reads as "".

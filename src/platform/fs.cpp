@@ -46,6 +46,14 @@ std::optional<std::string> read_first_line(std::string_view path, size_t bufsize
     return std::string(buf.data());
 }
 
+std::optional<std::string> read_first_line_or_empty(std::string_view path, size_t bufsize) {
+    UniqueFile f(std::fopen(resolve(path).c_str(), "r"));
+    if (!f) return std::nullopt;
+    std::vector<char> buf(bufsize < 2 ? 2 : bufsize);
+    if (!std::fgets(buf.data(), static_cast<int>(buf.size()), f.get())) return std::string();
+    return std::string(buf.data());
+}
+
 std::optional<std::string> read_file(std::string_view path) {
     UniqueFile f(std::fopen(resolve(path).c_str(), "rb"));
     if (!f) return std::nullopt;
@@ -70,9 +78,13 @@ bool write_file(std::string_view path, std::string_view content) {
 bool append_file(std::string_view path, std::string_view content) {
     return put(path, content, "a");
 }
-void append_console(std::string_view text) { put("/dev/console", text, "a"); }
+void append_console(std::string_view text) {
+    put("/dev/console", text, "a");
+}
 
-bool remove_file(std::string_view path) { return ::unlink(resolve(path).c_str()) == 0; }
+bool remove_file(std::string_view path) {
+    return ::unlink(resolve(path).c_str()) == 0;
+}
 
 std::optional<std::vector<std::string>> list_dir(std::string_view path) {
     UniqueDir d(::opendir(resolve(path).c_str()));

@@ -18,6 +18,9 @@ std::optional<uint64_t> file_size(std::string_view path);
 // The first line as fgets with a buffer of `bufsize` bytes would read it (newline
 // kept when it fits). Nothing when the file cannot be opened or is empty.
 std::optional<std::string> read_first_line(std::string_view path, size_t bufsize);
+// As read_first_line, but an empty file that opens reads as "": nothing only when the
+// file cannot be opened.
+std::optional<std::string> read_first_line_or_empty(std::string_view path, size_t bufsize);
 // Every fgets read of the file with a buffer of `bufsize` bytes: a line longer than
 // the buffer comes back in pieces, as it would on the router.
 std::optional<std::vector<std::string>> read_lines(std::string_view path, size_t bufsize);
@@ -30,7 +33,7 @@ bool remove_file(std::string_view path);
 std::optional<std::vector<std::string>> list_dir(std::string_view path);
 
 // Text helpers for what fgets gives back.
-std::string strip_newline(std::string line);          // cut at the first '\n'
+std::string strip_newline(std::string line);  // cut at the first '\n'
 std::string cut_at_first_of(std::string line, std::string_view chars);
 
 }  // namespace platform

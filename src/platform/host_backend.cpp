@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -28,7 +29,7 @@ std::string default_nvram_path() {
 // wait for a command of our own the default disposition must be back, or the kernel
 // reaps the child before we can read its exit status.
 class ChildWaitScope {
-public:
+  public:
     ChildWaitScope() {
         struct sigaction dfl {};
         dfl.sa_handler = SIG_DFL;
@@ -39,7 +40,7 @@ public:
     ChildWaitScope(const ChildWaitScope&) = delete;
     ChildWaitScope& operator=(const ChildWaitScope&) = delete;
 
-private:
+  private:
     struct sigaction saved_ {};
 };
 
@@ -62,61 +63,74 @@ std::string normalise_mac(std::string_view text) {
 }  // namespace
 
 HostBackend::HostBackend() : HostBackend(default_nvram_path()) {}
-HostBackend::HostBackend(std::string nvram_path) : nvram_(std::move(nvram_path)) {}
+HostBackend::HostBackend(std::string nvram_path) : HostBackend(std::move(nvram_path), "") {}
+HostBackend::HostBackend(std::string nvram_path, std::string root)
+    : root_(std::move(root)), nvram_(std::move(nvram_path)) {
+    while (!root_.empty() && root_.back() == '/') root_.pop_back();
+}
+
+std::string HostBackend::at(std::string_view router_path) const {
+    if (root_.empty() || router_path.empty() || router_path.front() != '/')
+        return std::string(router_path);
+    return root_ + std::string(router_path);
+}
 
 std::string HostBackend::nvram_get(std::string_view key) {
     auto v = nvram_.get(key);
     return v ? *v : std::string();
 }
 void HostBackend::nvram_set(std::string_view key, std::string_view value) {
-    nvram_.set(key, value);
+    if (!nvram_.set(key, value))
+        std::fprintf(stderr, "nvram: %.*s not stored\n", static_cast<int>(key.size()), key.data());
 }
-bool HostBackend::nvram_exist(std::string_view key) { return nvram_.get(key).has_value(); }
-void HostBackend::nvram_unset(std::string_view key) { nvram_.unset(key); }
-void HostBackend::nvram_save() { nvram_.commit(); }
+bool HostBackend::nvram_exist(std::string_view key) {
+    return nvram_.get(key).has_value();
+}
+void HostBackend::nvram_unset(std::string_view key) {
+    nvram_.unset(key);
+}
+void HostBackend::nvram_save() {
+    nvram_.commit();
+}
 
 std::shared_ptr<const UciPackage> HostBackend::uci_load(const std::string& dir,
                                                         const std::string& package, int& err) {
-    std::string file = resolve(dir + "/" + package);
-    struct stat st;
-    if (::stat(file.c_str(), &st) != 0) {
-        err = 3;  // UCI_ERR_NOTFOUND
-        uci_cache_.erase(file);
-        return nullptr;
-    }
-    auto& c = uci_cache_[file];
-    if (c.pkg && c.ino == st.st_ino && c.size == st.st_size && c.mtime_sec == st.st_mtim.tv_sec &&
-        c.mtime_nsec == st.st_mtim.tv_nsec) {
-        err = 0;
-        return c.pkg;
-    }
-    auto text = read_file(file);
-    if (!text) {
-        err = 4;  // UCI_ERR_IO
-        return nullptr;
+    std::string file = at(dir + "/" + package);
+    auto it = uci_cache_.find(file);
+    if (it == uci_cache_.end()) it = uci_cache_.emplace(file, CachedPackage(file)).first;
+    CachedPackage& c = it->second;
+    std::string text;
+    switch (c.watch.poll(text)) {
+        case FileWatch::Status::Missing:
+            c.pkg.reset();
+            err = 3;  // UCI_ERR_NOTFOUND
+            return nullptr;
+        case FileWatch::Status::Unreadable:
+            c.pkg.reset();
+            err = 4;  // UCI_ERR_IO
+            return nullptr;
+        case FileWatch::Status::Unchanged:
+            err = c.pkg ? 0 : c.err;
+            return c.pkg;
+        case FileWatch::Status::Changed:
+            break;
     }
     ++uci_parses_;
-    std::string why;
-    auto parsed = parse_uci(*text, package, &why);
-    if (!parsed) {
-        err = 5;  // UCI_ERR_PARSE
-        uci_cache_.erase(file);
-        return nullptr;
+    auto parsed = parse_uci(text, package);
+    if (parsed) {
+        c.pkg = std::make_shared<const UciPackage>(std::move(*parsed));
+        c.err = 0;
+    } else {
+        c.pkg.reset();
+        c.err = 5;  // UCI_ERR_PARSE
     }
-    c = CachedPackage{st.st_mtim.tv_sec, st.st_mtim.tv_nsec, st.st_size, st.st_ino,
-                      std::make_shared<const UciPackage>(std::move(*parsed))};
-    err = 0;
+    err = c.err;
     return c.pkg;
 }
 
 int HostBackend::uci_store(const std::string& dir, const UciPackage& pkg) {
-    std::string file = resolve(dir + "/" + pkg.name);
-    std::string tmp = file + ".tmp." + std::to_string(::getpid());
-    if (!write_file(tmp, render_uci(pkg)) || ::rename(tmp.c_str(), file.c_str()) != 0) {
-        ::unlink(tmp.c_str());
-        return 4;  // UCI_ERR_IO
-    }
-    uci_cache_.erase(file);
+    std::string file = at(dir + "/" + pkg.name);
+    if (!replace_file_atomically(file, render_uci(pkg))) return 4;  // UCI_ERR_IO
     return 0;
 }
 
@@ -146,19 +160,20 @@ std::optional<std::string> HostBackend::popen_read(const std::string& command) {
 
 int HostBackend::exec_to_file(const std::vector<std::string>& argv, const std::string& outfile) {
     if (argv.empty()) return -1;
+    std::string target = at(outfile);
+    std::vector<char*> args;
+    for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
     ChildWaitScope scope;
     std::fflush(nullptr);
     pid_t pid = ::fork();
     if (pid < 0) return -1;
     if (pid == 0) {
-        int fd = ::open(resolve(outfile).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        int fd = ::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         if (fd >= 0) {
             ::dup2(fd, 1);
             ::close(fd);
         }
-        std::vector<char*> args;
-        for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-        args.push_back(nullptr);
         ::execvp(args[0], args.data());
         ::_exit(127);
     }
@@ -166,7 +181,9 @@ int HostBackend::exec_to_file(const std::vector<std::string>& argv, const std::s
     return status >= 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-int HostBackend::daemonize() { return ::daemon(1, 1); }
+int HostBackend::daemonize() {
+    return ::daemon(1, 1);
+}
 
 uint64_t HostBackend::uptime() {
     timespec ts{};
@@ -174,30 +191,41 @@ uint64_t HostBackend::uptime() {
     return static_cast<uint64_t>(ts.tv_sec);
 }
 
-int64_t HostBackend::wall_time() { return static_cast<int64_t>(::time(nullptr)); }
+int64_t HostBackend::wall_time() {
+    return static_cast<int64_t>(::time(nullptr));
+}
 
 void HostBackend::local_time(int64_t when, std::tm& out) {
     time_t t = static_cast<time_t>(when);
     ::localtime_r(&t, &out);
 }
 
-void HostBackend::sleep_seconds(unsigned seconds) { ::sleep(seconds); }
+void HostBackend::sleep_seconds(unsigned seconds) {
+    ::sleep(seconds);
+}
 
-void HostBackend::seed_random(unsigned seed) { std::srand(seed); }
-int HostBackend::random() { return std::rand(); }
+void HostBackend::seed_random(unsigned seed) {
+    std::srand(seed);
+}
+int HostBackend::random() {
+    return std::rand();
+}
 
 std::string HostBackend::hw_version() {
-    auto line = read_first_line("/etc/hw_version", 256);
-    return line ? strip_newline(*line) : std::string();
+    UniqueFile f(std::fopen(at("/etc/hw_version").c_str(), "r"));
+    char line[256];
+    if (!f || !std::fgets(line, sizeof line, f.get())) return std::string();
+    return strip_newline(line);
 }
 
 int HostBackend::mtd_index(std::string_view partition) {
-    auto lines = read_lines("/proc/mtd", 256);
-    if (!lines) return -1;
+    UniqueFile f(std::fopen(at("/proc/mtd").c_str(), "r"));
+    if (!f) return -1;
     std::string quoted = "\"" + std::string(partition) + "\"";
-    for (const auto& l : *lines) {
+    char line[256];
+    while (std::fgets(line, sizeof line, f.get())) {
         int index = -1;
-        if (std::sscanf(l.c_str(), "mtd%d:", &index) == 1 && l.find(quoted) != std::string::npos)
+        if (std::sscanf(line, "mtd%d:", &index) == 1 && std::strstr(line, quoted.c_str()))
             return index;
     }
     return -1;
@@ -223,8 +251,12 @@ int HostBackend::mac_status(const unsigned char mac[6]) {
     return -1;
 }
 
-void HostBackend::hook_soapc(int request) { std::printf("[hook_soapc] request %d\n", request); }
+void HostBackend::hook_soapc(int request) {
+    std::printf("[hook_soapc] request %d\n", request);
+}
 
-int HostBackend::check_fw_response_code() { return std::atoi(nvram_get("check_fw_response_code").c_str()); }
+int HostBackend::check_fw_response_code() {
+    return std::atoi(nvram_get("check_fw_response_code").c_str());
+}
 
 }  // namespace platform

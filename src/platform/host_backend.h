@@ -3,6 +3,8 @@
 //  - nvram: the text file /etc/nvram.txt (or $NVRAM_FILE), see nvram_file.h.
 //  - UCI: package P of directory D is the file D/P; parsed packages are cached and
 //    re-parsed only when the file changes; commit replaces the file atomically.
+//  - Router paths are resolved against the backend's root: "" (the host's "/") unless
+//    a root directory is given (as the tests do).
 //  - Commands run through /bin/sh -c exactly as composed.
 //  - getHWVersion(): first line of /etc/hw_version, "" when missing.
 //  - Clock: uptime from CLOCK_BOOTTIME (what sysinfo() reports, and what a
@@ -23,14 +25,18 @@
 #include <string>
 
 #include "platform/backend.h"
+#include "platform/file_watch.h"
 #include "platform/nvram_file.h"
 
 namespace platform {
 
 class HostBackend : public Backend {
-public:
+  public:
     HostBackend();
     explicit HostBackend(std::string nvram_path);
+    // Router paths (/etc/hw_version, /proc/mtd, UCI directories, command output files)
+    // resolved below `root`; the nvram file path is used as given.
+    HostBackend(std::string nvram_path, std::string root);
 
     std::string nvram_get(std::string_view key) override;
     void nvram_set(std::string_view key, std::string_view value) override;
@@ -67,13 +73,15 @@ public:
     NvramFile& nvram() { return nvram_; }
     unsigned long uci_parse_count() const { return uci_parses_; }
 
-private:
+  private:
     struct CachedPackage {
-        long mtime_sec = 0, mtime_nsec = 0;
-        off_t size = -1;
-        ino_t ino = 0;
+        explicit CachedPackage(std::string file) : watch(std::move(file)) {}
+        FileWatch watch;
         std::shared_ptr<const UciPackage> pkg;
+        int err = 0;  // the code of the last parse when pkg is empty
     };
+    std::string at(std::string_view router_path) const;
+
     std::string root_;
     NvramFile nvram_;
     std::map<std::string, CachedPackage> uci_cache_;

@@ -43,16 +43,26 @@ Backend& backend() {
     return *b;
 }
 
-int64_t wall_time() { return backend().wall_time(); }
-void sleep_seconds(unsigned seconds) { backend().sleep_seconds(seconds); }
-void seed_random(unsigned seed) { backend().seed_random(seed); }
-int random_number() { return backend().random(); }
+int64_t wall_time() {
+    return backend().wall_time();
+}
+void sleep_seconds(unsigned seconds) {
+    backend().sleep_seconds(seconds);
+}
+void seed_random(unsigned seed) {
+    backend().seed_random(seed);
+}
+int random_number() {
+    return backend().random();
+}
 
 }  // namespace platform
 
 using platform::backend;
 
-std::string ovraNvramConfig_get(std::string_view key) { return backend().nvram_get(key); }
+std::string ovraNvramConfig_get(std::string_view key) {
+    return backend().nvram_get(key);
+}
 void ovraNvramConfig_set(std::string_view key, std::string_view value) {
     backend().nvram_set(key, value);
 }
@@ -62,13 +72,21 @@ int ovraNvramConfig_match(std::string_view key, std::string_view value) {
 int ovraNvramConfig_invmatch(std::string_view key, std::string_view value) {
     return backend().nvram_get(key) != value ? 1 : 0;
 }
-int ovraNvramConfig_exist(std::string_view key) { return backend().nvram_exist(key) ? 1 : 0; }
-void ovraNvramConfig_unset(std::string_view key) { backend().nvram_unset(key); }
-void ovraNvramConfig_save() { backend().nvram_save(); }
+int ovraNvramConfig_exist(std::string_view key) {
+    return backend().nvram_exist(key) ? 1 : 0;
+}
+void ovraNvramConfig_unset(std::string_view key) {
+    backend().nvram_unset(key);
+}
+void ovraNvramConfig_save() {
+    backend().nvram_save();
+}
 
 namespace {
 
-platform::UciSessionState& uci() { return platform::seam().uci; }
+platform::UciSessionState& uci() {
+    return platform::seam().uci;
+}
 
 // The package a dotted path names, loading it into the session when needed.
 const platform::UciPackage* session_package(std::string_view name, int& err) {
@@ -97,8 +115,13 @@ int ovraUciConfig_w_update(std::string_view package) {
     if (package.empty() || package.find('.') != package.npos) return UCI_ERR_INVAL;
     int err = UCI_OK;
     auto pkg = backend().uci_load(uci().dir, std::string(package), err);
-    if (!pkg) return err == UCI_OK ? UCI_ERR_NOTFOUND : err;
+    // A reload drops the session's uncommitted changes; a failed one also drops what
+    // an earlier load of this package held.
     if (auto it = uci().changed.find(package); it != uci().changed.end()) uci().changed.erase(it);
+    if (!pkg) {
+        if (auto it = uci().loaded.find(package); it != uci().loaded.end()) uci().loaded.erase(it);
+        return err == UCI_OK ? UCI_ERR_NOTFOUND : err;
+    }
     uci().loaded.insert_or_assign(std::string(package), std::move(pkg));
     return UCI_OK;
 }
@@ -128,7 +151,13 @@ int ovraUciConfig_w_set_value(std::string_view path, std::string_view value) {
         it = s.changed.emplace(std::string(name), std::make_shared<platform::UciPackage>(*pkg))
                  .first;
     }
-    return it->second->set(path.substr(dot + 1), value) ? UCI_OK : UCI_ERR_NOTFOUND;
+    std::string_view rest = path.substr(dot + 1);
+    if (it->second->set(rest, value)) return UCI_OK;
+    // An option of a section that does not exist is "not found"; anything else that
+    // cannot be set (bad option, section or type name) is an invalid argument.
+    size_t opt = rest.find('.');
+    if (opt != rest.npos && !it->second->section(rest.substr(0, opt))) return UCI_ERR_NOTFOUND;
+    return UCI_ERR_INVAL;
 }
 
 int ovraUciConfig_w_commit(std::string_view package) {
@@ -148,7 +177,9 @@ int ovraUciConfig_w_exit() {
     return UCI_OK;
 }
 
-int doSystem(const std::string& command) { return backend().run_shell(command); }
+int doSystem(const std::string& command) {
+    return backend().run_shell(command);
+}
 
 int _eval(const std::vector<std::string>& argv, const std::string& outfile, int /*timeout*/,
           int* pid) {
@@ -156,9 +187,13 @@ int _eval(const std::vector<std::string>& argv, const std::string& outfile, int 
     return backend().exec_to_file(argv, outfile);
 }
 
-std::string getHWVersion() { return backend().hw_version(); }
+std::string getHWVersion() {
+    return backend().hw_version();
+}
 
-uint32_t sys_uptime() { return static_cast<uint32_t>(backend().uptime()); }
+uint32_t sys_uptime() {
+    return static_cast<uint32_t>(backend().uptime());
+}
 
 int IsTimeout(uint32_t start, uint32_t seconds) {
     return static_cast<uint32_t>(sys_uptime() - start) >= seconds ? 1 : 0;
@@ -181,10 +216,22 @@ void strlwr(std::string& text) {
     for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
 }
 
-std::string itoa(long number) { return std::to_string(number); }
+std::string itoa(long number) {
+    return std::to_string(number);
+}
 
-void load_ac_mac_list() { backend().load_ac_mac_list(); }
-int get_mac_status(const unsigned char mac[6]) { return backend().mac_status(mac); }
-int shared_get_mtd_index(std::string_view name) { return backend().mtd_index(name); }
-void hook_soapc(int request) { backend().hook_soapc(request); }
-int get_check_fw_responseCode() { return backend().check_fw_response_code(); }
+void load_ac_mac_list() {
+    backend().load_ac_mac_list();
+}
+int get_mac_status(const unsigned char mac[6]) {
+    return backend().mac_status(mac);
+}
+int shared_get_mtd_index(std::string_view name) {
+    return backend().mtd_index(name);
+}
+void hook_soapc(int request) {
+    backend().hook_soapc(request);
+}
+int get_check_fw_responseCode() {
+    return backend().check_fw_response_code();
+}

@@ -45,8 +45,7 @@ int ovraUciConfig_w_exit();
 
 // Shared library.
 int doSystem(const std::string& command);
-int _eval(const std::vector<std::string>& argv, const std::string& outfile, int timeout,
-          int* pid);
+int _eval(const std::vector<std::string>& argv, const std::string& outfile, int timeout, int* pid);
 std::string getHWVersion();
 uint32_t sys_uptime();
 int IsTimeout(uint32_t start, uint32_t seconds);

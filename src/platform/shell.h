@@ -17,15 +17,18 @@
 
 namespace shell {
 
+// What an outside value may hold. Beyond its characters, no value of any checked kind
+// may hold a ".." path component, nor a word starting with '-' (an option to the
+// command) unless the word is a negative number.
 enum class Kind {
-    Constant,   // program text (a fixed key, path or word): not checked
-    Key,        // nvram / zt / uci key: letters, digits, _ . - [ ]
-    Mac,        // hex digits and ':'
-    Ifname,     // letters, digits, _ . - @
-    Host,       // letters, digits, - . : /
-    Path,       // letters, digits, _ . / - +
-    Word,       // one shell word: letters, digits, _ . - : / @ + , = %
-    Text,       // words separated by blanks
+    Constant,  // program text (a fixed key, path or word): not checked
+    Key,       // nvram / zt / uci key: letters, digits, _ . - [ ]
+    Mac,       // hex digits and ':'
+    Ifname,    // letters, digits, _ . - @
+    Host,      // letters, digits, - . : /
+    Path,      // letters, digits, _ . / - +
+    Word,      // one shell word: letters, digits, _ . - : / @ + , = %
+    Text,      // Word characters and blanks (several words)
 };
 
 struct Arg {
@@ -33,25 +36,47 @@ struct Arg {
     std::string value;
 };
 
-inline Arg constant(std::string_view v) { return {Kind::Constant, std::string(v)}; }
-inline Arg key(std::string_view v) { return {Kind::Key, std::string(v)}; }
-inline Arg mac(std::string_view v) { return {Kind::Mac, std::string(v)}; }
-inline Arg ifname(std::string_view v) { return {Kind::Ifname, std::string(v)}; }
-inline Arg host(std::string_view v) { return {Kind::Host, std::string(v)}; }
-inline Arg path(std::string_view v) { return {Kind::Path, std::string(v)}; }
-inline Arg word(std::string_view v) { return {Kind::Word, std::string(v)}; }
-inline Arg text(std::string_view v) { return {Kind::Text, std::string(v)}; }
+inline Arg constant(std::string_view v) {
+    return {Kind::Constant, std::string(v)};
+}
+inline Arg key(std::string_view v) {
+    return {Kind::Key, std::string(v)};
+}
+inline Arg mac(std::string_view v) {
+    return {Kind::Mac, std::string(v)};
+}
+inline Arg ifname(std::string_view v) {
+    return {Kind::Ifname, std::string(v)};
+}
+inline Arg host(std::string_view v) {
+    return {Kind::Host, std::string(v)};
+}
+inline Arg path(std::string_view v) {
+    return {Kind::Path, std::string(v)};
+}
+inline Arg word(std::string_view v) {
+    return {Kind::Word, std::string(v)};
+}
+inline Arg text(std::string_view v) {
+    return {Kind::Text, std::string(v)};
+}
 
 // True when `value` may stand in a command line as a `kind`.
 bool acceptable(Kind kind, std::string_view value);
 const char* kind_name(Kind kind);
-// Prints the refusal message for a value that failed its check.
+// The value as the refusal message shows it: control characters, '"' and '\\'
+// escaped, so the message stays one line.
+std::string printable(std::string_view value);
+// Prints the refusal message for a value that failed its check:
+// [telem_json] refused to run "<format>": unsafe <kind> "<value>"
 void report_refused(Kind kind, std::string_view value, const char* format);
 
 namespace detail {
-inline bool check(const char*, const Arg& a) { return acceptable(a.kind, a.value); }
+inline bool check(const char*, const Arg& a) {
+    return acceptable(a.kind, a.value);
+}
 template <typename T>
-    requires std::is_arithmetic_v<T>
+requires std::is_arithmetic_v<T>
 bool check(const char*, T) {
     return true;
 }
@@ -59,12 +84,13 @@ inline void refuse(const char* fmt, const Arg& a) {
     if (!acceptable(a.kind, a.value)) report_refused(a.kind, a.value, fmt);
 }
 template <typename T>
-    requires std::is_arithmetic_v<T>
+requires std::is_arithmetic_v<T>
 void refuse(const char*, T) {}
-inline const char* raw(const Arg& a) { return a.value.c_str(); }
+inline const char* raw(const Arg& a) {
+    return a.value.c_str();
+}
 template <typename T>
-    requires std::is_arithmetic_v<T>
-T raw(T v) {
+requires std::is_arithmetic_v<T> T raw(T v) {
     return v;
 }
 }  // namespace detail

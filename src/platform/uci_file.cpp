@@ -1,5 +1,6 @@
 #include "platform/uci_file.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace platform {
@@ -134,69 +135,130 @@ bool UciPackage::add_list(std::string_view path, std::string_view value) {
         s->options.push_back(UciOption{std::string(opt), true, {}});
         o = &s->options.back();
     }
-    if (!o->is_list) {
-        o->is_list = true;
-    }
+    o->is_list = true;  // a plain option becomes a list keeping its value, as uci does
     o->values.emplace_back(value);
     return true;
 }
 
 namespace {
 
-// Splits one line of UCI text into words, honouring single quotes, double quotes with
-// backslash escapes, backslash escapes outside quotes, and '#' comments.
-bool tokenize(std::string_view line, std::vector<std::string>& words, std::string& why) {
-    words.clear();
-    size_t i = 0;
-    while (i < line.size()) {
-        while (i < line.size() && (line[i] == ' ' || line[i] == '\t' || line[i] == '\r')) ++i;
-        if (i >= line.size() || line[i] == '#') break;
-        std::string word;
-        bool in_word = true;
-        while (in_word && i < line.size()) {
-            char c = line[i];
+// Splits UCI text into statements of words, honouring single quotes, double quotes
+// with backslash escapes, backslash escapes outside quotes (a backslash before the
+// line break continues the statement), and '#' comments. Quoted text may span lines.
+class Lexer {
+  public:
+    explicit Lexer(std::string_view text) : text_(text) {}
+
+    // The next statement's words (empty for a blank or comment line). False at the end
+    // of the text or on an error (then `why` is set).
+    bool next(std::vector<std::string>& words, std::string& why) {
+        words.clear();
+        if (i_ >= text_.size()) return false;
+        line_ = next_line_;
+        while (i_ < text_.size()) {
+            char c = text_[i_];
+            if (c == '\n') {
+                ++i_;
+                ++next_line_;
+                return true;
+            }
+            if (c == ' ' || c == '\t' || c == '\r') {
+                ++i_;
+                continue;
+            }
+            if (c == '#') {
+                skip_comment();
+                continue;
+            }
+            std::string word;
+            if (!read_word(word, why)) return false;
+            words.push_back(std::move(word));
+        }
+        return true;
+    }
+    size_t line() const { return line_; }
+
+  private:
+    void skip_comment() {
+        while (i_ < text_.size() && text_[i_] != '\n') ++i_;
+    }
+
+    bool read_word(std::string& word, std::string& why) {
+        while (i_ < text_.size()) {
+            char c = text_[i_];
             if (c == '\'') {
-                size_t end = line.find('\'', i + 1);
+                size_t end = text_.find('\'', i_ + 1);
                 if (end == std::string_view::npos) {
                     why = "unterminated quote";
                     return false;
                 }
-                word.append(line.substr(i + 1, end - i - 1));
-                i = end + 1;
+                std::string_view part = text_.substr(i_ + 1, end - i_ - 1);
+                next_line_ += static_cast<size_t>(std::count(part.begin(), part.end(), '\n'));
+                word.append(part);
+                i_ = end + 1;
             } else if (c == '"') {
-                ++i;
+                ++i_;
                 bool closed = false;
-                while (i < line.size()) {
-                    if (line[i] == '\\' && i + 1 < line.size()) {
-                        word += line[i + 1];
-                        i += 2;
-                    } else if (line[i] == '"') {
+                while (i_ < text_.size()) {
+                    char d = text_[i_];
+                    if (d == '\\' && i_ + 1 < text_.size()) {
+                        if (text_[i_ + 1] == '\n') ++next_line_;
+                        word += text_[i_ + 1];
+                        i_ += 2;
+                    } else if (d == '"') {
                         closed = true;
-                        ++i;
+                        ++i_;
                         break;
                     } else {
-                        word += line[i++];
+                        if (d == '\n') ++next_line_;
+                        word += d;
+                        ++i_;
                     }
                 }
                 if (!closed) {
                     why = "unterminated quote";
                     return false;
                 }
-            } else if (c == '\\' && i + 1 < line.size()) {
-                word += line[i + 1];
-                i += 2;
-            } else if (c == ' ' || c == '\t' || c == '\r') {
-                in_word = false;
-            } else if (c == '#') {
-                in_word = false;
+            } else if (c == '\\' && i_ + 1 < text_.size()) {
+                if (text_[i_ + 1] == '\n') {
+                    ++next_line_;  // continuation: the statement goes on
+                } else {
+                    word += text_[i_ + 1];
+                }
+                i_ += 2;
+            } else if (c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '#') {
+                return true;
             } else {
                 word += c;
-                ++i;
+                ++i_;
             }
         }
-        words.push_back(std::move(word));
+        return true;
     }
-    return true;
+
+    std::string_view text_;
+    size_t i_ = 0;
+    size_t line_ = 1;
+    size_t next_line_ = 1;
+};
+
+void set_option(UciSection& s, const std::string& name, std::string value) {
+    if (UciOption* o = s.find(name)) {
+        o->is_list = false;
+        o->values.assign(1, std::move(value));
+    } else {
+        s.options.push_back(UciOption{name, false, {std::move(value)}});
+    }
+}
+
+void add_list_value(UciSection& s, const std::string& name, std::string value) {
+    UciOption* o = s.find(name);
+    if (!o) {
+        s.options.push_back(UciOption{name, true, {}});
+        o = &s.options.back();
+    }
+    o->is_list = true;  // a plain option becomes a list keeping its value, as uci does
+    o->values.push_back(std::move(value));
 }
 
 }  // namespace
@@ -206,21 +268,14 @@ std::optional<UciPackage> parse_uci(std::string_view text, std::string package_n
     UciPackage pkg;
     pkg.name = std::move(package_name);
     UciSection* current = nullptr;
+    Lexer lexer(text);
     std::vector<std::string> words;
     std::string why;
-    size_t line_no = 0;
     auto fail = [&](const std::string& msg) -> std::optional<UciPackage> {
-        if (error) *error = "line " + std::to_string(line_no) + ": " + msg;
+        if (error) *error = "line " + std::to_string(lexer.line()) + ": " + msg;
         return std::nullopt;
     };
-    size_t pos = 0;
-    while (pos <= text.size()) {
-        size_t nl = text.find('\n', pos);
-        std::string_view line =
-            text.substr(pos, nl == std::string_view::npos ? std::string_view::npos : nl - pos);
-        pos = nl == std::string_view::npos ? text.size() + 1 : nl + 1;
-        ++line_no;
-        if (!tokenize(line, words, why)) return fail(why);
+    while (lexer.next(words, why)) {
         if (words.empty()) continue;
         const std::string& kw = words[0];
         if (kw == "package") {
@@ -234,27 +289,74 @@ std::optional<UciPackage> parse_uci(std::string_view text, std::string package_n
         } else if (kw == "option" || kw == "list") {
             if (!current) return fail("option outside a section");
             if (words.size() != 3 || !valid_name(words[1])) return fail("bad option line");
-            if (kw == "option") {
-                if (UciOption* o = current->find(words[1])) {
-                    o->is_list = false;
-                    o->values.assign(1, words[2]);
-                } else {
-                    current->options.push_back(UciOption{words[1], false, {words[2]}});
-                }
-            } else {
-                UciOption* o = current->find(words[1]);
-                if (!o) {
-                    current->options.push_back(UciOption{words[1], true, {}});
-                    o = &current->options.back();
-                }
-                o->is_list = true;
-                o->values.push_back(words[2]);
-            }
+            if (kw == "option")
+                set_option(*current, words[1], std::move(words[2]));
+            else
+                add_list_value(*current, words[1], std::move(words[2]));
         } else {
             return fail("unknown keyword '" + kw + "'");
         }
     }
+    if (!why.empty()) return fail(why);
     return pkg;
+}
+
+bool apply_uci_change(UciPackage& pkg, std::string_view line) {
+    while (!line.empty() && (line.back() == '\r' || line.back() == ' ')) line.remove_suffix(1);
+    if (line.empty()) return false;
+    char op = '=';
+    if (line.front() == '+' || line.front() == '-' || line.front() == '|') {
+        op = line.front();
+        line.remove_prefix(1);
+    }
+    size_t eq = line.find('=');
+    std::string_view path = line.substr(0, eq);
+    std::string value;
+    if (eq != std::string_view::npos) {
+        std::string_view raw = line.substr(eq + 1);
+        if (!raw.empty() && (raw.front() == '\'' || raw.front() == '"')) {
+            Lexer lexer(raw);
+            std::vector<std::string> words;
+            std::string why;
+            if (!lexer.next(words, why) || words.size() != 1) return false;
+            value = std::move(words[0]);
+        } else {
+            value = std::string(raw);
+        }
+    }
+    if (path.size() <= pkg.name.size() || path.compare(0, pkg.name.size(), pkg.name) != 0 ||
+        path[pkg.name.size()] != '.')
+        return false;
+    path.remove_prefix(pkg.name.size() + 1);
+    size_t dot = path.find('.');
+    switch (op) {
+        case '-':
+            if (dot == std::string_view::npos) return pkg.remove_section(path);
+            if (UciSection* s = pkg.section(path.substr(0, dot))) {
+                auto& opts = s->options;
+                for (auto it = opts.begin(); it != opts.end(); ++it)
+                    if (it->name == path.substr(dot + 1)) {
+                        opts.erase(it);
+                        return true;
+                    }
+            }
+            return false;
+        case '|':
+            return eq != std::string_view::npos && pkg.add_list(path, value);
+        default:
+            return eq != std::string_view::npos && pkg.set(path, value);
+    }
+}
+
+void apply_uci_changes(UciPackage& pkg, std::string_view changes) {
+    size_t pos = 0;
+    while (pos < changes.size()) {
+        size_t nl = changes.find('\n', pos);
+        std::string_view line =
+            changes.substr(pos, nl == std::string_view::npos ? std::string_view::npos : nl - pos);
+        pos = nl == std::string_view::npos ? changes.size() : nl + 1;
+        apply_uci_change(pkg, line);  // a change that does not apply is skipped, as uci does
+    }
 }
 
 std::string uci_quote(std::string_view value) {

@@ -27,7 +27,7 @@ struct UciSection {
 };
 
 class UciPackage {
-public:
+  public:
     std::string name;
 
     const std::vector<UciSection>& sections() const { return sections_; }
@@ -48,7 +48,7 @@ public:
     // Appends a value to a list option (creating it).
     bool add_list(std::string_view path, std::string_view value);
 
-private:
+  private:
     void reindex();
     std::vector<UciSection> sections_;
     std::unordered_map<std::string, size_t> by_name_;
@@ -58,6 +58,13 @@ private:
 // describes the first problem with its line number.
 std::optional<UciPackage> parse_uci(std::string_view text, std::string package_name,
                                     std::string* error = nullptr);
+// Applies one saved change, in the form `uci -P <dir>` keeps in <dir>/<package>:
+// "p.s.o=value" or "p.s=type" (set), "-p.s[.o]" (delete), "|p.s.o=value" (add to a
+// list); "+p.s=type" is a set too. A value may be single- or double-quoted. False when
+// the line does not name this package or does not apply (e.g. its section is missing).
+bool apply_uci_change(UciPackage& pkg, std::string_view line);
+// Applies every line of a saved-change file in order, skipping those that do not apply.
+void apply_uci_changes(UciPackage& pkg, std::string_view changes);
 // Renders a package in the canonical form `uci export` uses.
 std::string render_uci(const UciPackage& pkg);
 // Single-quotes a value for UCI text.

@@ -6,7 +6,7 @@
 
 namespace {
 constexpr const char* kUciErrorNames[] = {
-    "UCI_OK",       "UCI_ERR_MEM",       "UCI_ERR_INVAL",   "UCI_ERR_NOTFOUND", "UCI_ERR_IO",
+    "UCI_OK",        "UCI_ERR_MEM",       "UCI_ERR_INVAL",   "UCI_ERR_NOTFOUND", "UCI_ERR_IO",
     "UCI_ERR_PARSE", "UCI_ERR_DUPLICATE", "UCI_ERR_UNKNOWN", "UCI_ERR_LAST",
 };
 }  // namespace
@@ -30,7 +30,9 @@ UciSession::UciSession(std::string_view dir, std::string_view package, const cha
     if (status_ != UCI_OK) uci_report(func_, __LINE__, "ovraUciConfig_w_update", status_);
 }
 
-UciSession::~UciSession() { ovraUciConfig_w_exit(); }
+UciSession::~UciSession() {
+    ovraUciConfig_w_exit();
+}
 
 std::optional<std::string> UciSession::get(std::string_view path, size_t size, bool quiet) {
     std::string value;

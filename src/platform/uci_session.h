@@ -13,7 +13,7 @@ const char* uci_error_name(int code);
 void uci_report(const char* func, int line, const char* operation, int code);
 
 class UciSession {
-public:
+  public:
     // Opens a session on `package` of `dir`. `func` names the caller in messages.
     UciSession(std::string_view dir, std::string_view package, const char* func);
     ~UciSession();
@@ -30,7 +30,7 @@ public:
     int set(std::string_view path, std::string_view value);
     int commit();
 
-private:
+  private:
     std::string package_;
     const char* func_;
     int status_ = 0;

@@ -5,11 +5,21 @@
 
 namespace json {
 
-Ptr object() { return Ptr(cJSON_CreateObject()); }
-Ptr array() { return Ptr(cJSON_CreateArray()); }
-Ptr string(std::string_view value) { return Ptr(cJSON_CreateString(std::string(value).c_str())); }
-Ptr number(double value) { return Ptr(cJSON_CreateNumber(value)); }
-Ptr boolean(bool value) { return Ptr(cJSON_CreateBool(value ? 1 : 0)); }
+Ptr object() {
+    return Ptr(cJSON_CreateObject());
+}
+Ptr array() {
+    return Ptr(cJSON_CreateArray());
+}
+Ptr string(std::string_view value) {
+    return Ptr(cJSON_CreateString(std::string(value).c_str()));
+}
+Ptr number(double value) {
+    return Ptr(cJSON_CreateNumber(value));
+}
+Ptr boolean(bool value) {
+    return Ptr(cJSON_CreateBool(value ? 1 : 0));
+}
 Ptr int_array(std::span<const int> values) {
     return Ptr(cJSON_CreateIntArray(values.data(), static_cast<int>(values.size())));
 }
@@ -36,10 +46,13 @@ void add(cJSON* parent, const char* name, Ptr item) {
         warn_duplicate(name);
         return;  // `item` is freed here
     }
-    cJSON_AddItemToObject(parent, name, item.release());
+    // cJSON refuses an unnamed member and then leaves the item with us: free it.
+    if (cJSON_AddItemToObject(parent, name, item.get())) item.release();
 }
 
-void add(const Ptr& parent, const char* name, Ptr item) { add(parent.get(), name, std::move(item)); }
+void add(const Ptr& parent, const char* name, Ptr item) {
+    add(parent.get(), name, std::move(item));
+}
 
 void add_to_array(cJSON* array, Ptr item) {
     if (!array || !item) return;
@@ -47,7 +60,7 @@ void add_to_array(cJSON* array, Ptr item) {
         warn_duplicate(item->string);
         return;
     }
-    cJSON_AddItemToArray(array, item.release());
+    if (cJSON_AddItemToArray(array, item.get())) item.release();
 }
 
 void add_reference(cJSON* parent, const char* name, cJSON* item) {
@@ -56,18 +69,35 @@ void add_reference(cJSON* parent, const char* name, cJSON* item) {
         warn_duplicate(name);
         return;
     }
-    cJSON_AddItemReferenceToObject(parent, name, item);
+    // Made as cJSON_AddItemReferenceToObject makes it (a shallow copy flagged as a
+    // reference, so deleting it leaves `item` and its children alone), but here, so that
+    // the copy can be freed when the add fails: the library's own call loses it when the
+    // member name cannot be allocated.
+    Ptr ref(cJSON_CreateNull());
+    if (!ref) return;
+    *ref = *item;
+    ref->next = nullptr;
+    ref->prev = nullptr;
+    ref->string = nullptr;
+    ref->type = (item->type | cJSON_IsReference) & ~cJSON_StringIsConst;
+    if (cJSON_AddItemToObject(parent, name, ref.get())) ref.release();
 }
 
 void add_string(cJSON* parent, const char* name, std::string_view value) {
     add(parent, name, string(value));
 }
 
-void add_number(cJSON* parent, const char* name, double value) { add(parent, name, number(value)); }
+void add_number(cJSON* parent, const char* name, double value) {
+    add(parent, name, number(value));
+}
 
-void report_no_memory() { std::puts("Not enough memory!"); }
+void report_no_memory() {
+    std::puts("Not enough memory!");
+}
 
-Text print(const cJSON* item) { return Text(item ? cJSON_Print(item) : nullptr); }
+Text print(const cJSON* item) {
+    return Text(item ? cJSON_Print(item) : nullptr);
+}
 
 std::string print_string(const cJSON* item) {
     Text t = print(item);

@@ -33,12 +33,14 @@ Ptr boolean(bool value);
 Ptr int_array(std::span<const int> values);
 
 // Adds `item` to `parent` under `name` with the duplicate-member rule. Does nothing
-// when `item` or `parent` is null.
+// when `item` or `parent` is null; an item that cannot be added is freed.
 void add(cJSON* parent, const char* name, Ptr item);
 void add(const Ptr& parent, const char* name, Ptr item);
 // Appends `item` to `array` with the same rule for named items.
 void add_to_array(cJSON* array, Ptr item);
-// Adds a reference to `item` (not owned by `parent`) under `name`.
+// Adds a reference to `item` under `name` with the duplicate-member rule: `parent`
+// then shows `item` (and its children) without owning it, so `item` must outlive
+// `parent`. Deleting `parent` frees only the reference.
 void add_reference(cJSON* parent, const char* name, cJSON* item);
 
 // Shorthand for the common members.

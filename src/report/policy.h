@@ -7,8 +7,7 @@
 
 struct Daemon;
 
-inline constexpr const char* kPolicyFile =
-    "/tmp/media/persistent/router-analytics/RAE_Policy.json";
+inline constexpr const char* kPolicyFile = "/tmp/media/persistent/router-analytics/RAE_Policy.json";
 
 // One report schedule: uptime of the last report, interval, trigger flag.
 struct ScheduleRow {
@@ -35,16 +34,28 @@ enum ScheduleRowIndex {
 };
 inline constexpr int kScheduleRows = 74;
 
+// Interval every row starts from on each load, seconds.
+inline constexpr uint32_t kDefaultInterval = 1440;
+// Fixed interval of the user option and voice analytics rows, seconds.
+inline constexpr uint32_t kDailyInterval = 86400;
+// At most this many stop-publish event types are kept.
+inline constexpr int kMaxStopPublish = 16;
+
 struct Policy {
     std::array<ScheduleRow, kScheduleRows> rows{};
     int wifi_event_log_level = 2;
     int wifi_event_max_number = 2;
     uint32_t wifi_event_send_interval = 43200;  // seconds
+    // The alarm settings below occupy words of rows 17 and 18 in the table's layout,
+    // so the fill that starts every load also sets them: cpu_threshold_high
+    // (row 17 interval) and memory_utilization_duration (row 18 interval) become 1440
+    // on every load, memory_utilization_high (row 18 last_update) becomes 0 on a reset
+    // load, and cpu_threshold_duration is not touched by the fill.
     int cpu_threshold_high = 1440;
     int cpu_threshold_duration = 0;
     int memory_utilization_high = 0;
     int memory_utilization_duration = 1440;
-    std::array<int, 16> stop_publish{};
+    std::array<int, kMaxStopPublish> stop_publish{};
     int stop_publish_count = 0;
     std::string policy_version;
     std::string stage = "prod";  // report_stage

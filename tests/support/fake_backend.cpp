@@ -1,11 +1,12 @@
 #include "support/fake_backend.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 #include "platform/uci_file.h"
@@ -15,7 +16,10 @@ namespace testing_support {
 namespace fs = std::filesystem;
 
 FakeBackend::FakeBackend() {
-    std::string tmpl = (fs::temp_directory_path() / "telem-test-XXXXXX").string();
+    // A memory-backed directory keeps the many small report files of a long test cheap.
+    std::error_code ec;
+    fs::path base = ::access("/dev/shm", W_OK) == 0 ? fs::path("/dev/shm") : fs::temp_directory_path(ec);
+    std::string tmpl = (base / "telem-test-XXXXXX").string();
     std::vector<char> buf(tmpl.begin(), tmpl.end());
     buf.push_back('\0');
     char* made = ::mkdtemp(buf.data());
@@ -51,6 +55,46 @@ std::vector<std::string> FakeBackend::commands_containing(const std::string& par
 }
 
 FakeBackend::Response FakeBackend::respond(const std::string& command) {
+    if (auto r = scripted(command)) return *r;
+    return builtin(command);
+}
+
+// The few plain shell commands the daemon uses to move report files around are
+// carried out on the test root when no test scripted them.
+FakeBackend::Response FakeBackend::builtin(const std::string& command) {
+    Response r;
+    std::string_view c = command;
+    if (c.rfind("cat /", 0) == 0) {
+        size_t gt = c.find('>');
+        if (gt == std::string_view::npos) return r;
+        std::string_view src = c.substr(4, gt - 4);
+        while (!src.empty() && src.back() == ' ') src.remove_suffix(1);
+        auto target = redirect_target(command);
+        if (target && src.find(' ') == std::string_view::npos && *target != "/dev/console")
+            if (auto content = read(std::string(src))) r.files[*target] = *content;
+    } else if (c.rfind("touch /", 0) == 0 && c.find(' ', 6) == std::string_view::npos) {
+        std::string path(c.substr(6));
+        if (!exists(path)) r.files[path] = "";
+    }
+    return r;
+}
+
+// The file a command line's trailing "> file" or "2>file" names, if it ends in one.
+std::optional<std::string> FakeBackend::redirect_target(const std::string& command) {
+    size_t gt = command.rfind('>');
+    if (gt == std::string::npos) return std::nullopt;
+    size_t b = gt + 1;
+    auto blank = [](char ch) { return ch == ' ' || ch == '\t' || ch == '\n' || ch == '\r'; };
+    while (b < command.size() && blank(command[b])) ++b;
+    size_t e = command.size();
+    while (e > b && blank(command[e - 1])) --e;
+    if (b >= e || command[b] != '/') return std::nullopt;
+    std::string path = command.substr(b, e - b);
+    if (path.find_first_of(" \t\n") != std::string::npos) return std::nullopt;
+    return path;
+}
+
+std::optional<FakeBackend::Response> FakeBackend::scripted(const std::string& command) {
     // The most recently added matching rule wins, so a test can override a default.
     for (auto it = rules_.rbegin(); it != rules_.rend(); ++it) {
         bool hit = false;
@@ -67,7 +111,7 @@ FakeBackend::Response FakeBackend::respond(const std::string& command) {
         }
         if (hit) return it->handler(command);
     }
-    return Response{};
+    return std::nullopt;
 }
 
 void FakeBackend::apply(const std::string& command, const Response& r, bool redirect) {
@@ -75,11 +119,10 @@ void FakeBackend::apply(const std::string& command, const Response& r, bool redi
     for (const auto& path : r.remove) fs::remove(root_ + path);
     if (redirect) {
         // The shell would create the redirection target even for empty output.
-        static const std::regex target(R"((2?)>\s*(/[^\s>]+)\s*$)");
-        std::smatch m;
-        if (std::regex_search(command, m, target)) {
-            std::string path = m[2].str();
-            if (path != "/dev/console" && path != "/dev/null") {
+        if (auto target = redirect_target(command)) {
+            const std::string& path = *target;
+            bool removed = std::find(r.remove.begin(), r.remove.end(), path) != r.remove.end();
+            if (path != "/dev/console" && path != "/dev/null" && !removed) {
                 if (r.has_output)
                     write(path, r.output);
                 else if (!exists(path))
@@ -127,7 +170,9 @@ std::string FakeBackend::nvram_get(std::string_view key) {
 void FakeBackend::nvram_set(std::string_view key, std::string_view value) {
     nvram.insert_or_assign(std::string(key), std::string(value));
 }
-bool FakeBackend::nvram_exist(std::string_view key) { return nvram.find(key) != nvram.end(); }
+bool FakeBackend::nvram_exist(std::string_view key) {
+    return nvram.find(key) != nvram.end();
+}
 void FakeBackend::nvram_unset(std::string_view key) {
     auto it = nvram.find(key);
     if (it != nvram.end()) nvram.erase(it);
@@ -187,9 +232,13 @@ bool FakeBackend::exists(const std::string& path) const {
     return ::stat((root_ + path).c_str(), &st) == 0;
 }
 
-void FakeBackend::mkdir(const std::string& path) { fs::create_directories(root_ + path); }
+void FakeBackend::mkdir(const std::string& path) {
+    fs::create_directories(root_ + path);
+}
 
-std::string FakeBackend::console() const { return read("/dev/console").value_or(""); }
+std::string FakeBackend::console() const {
+    return read("/dev/console").value_or("");
+}
 
 void FakeBackend::local_time(int64_t when, std::tm& out) {
     time_t t = static_cast<time_t>(when);
@@ -217,7 +266,11 @@ int FakeBackend::mac_status(const unsigned char mac[6]) {
     return it == mac_statuses.end() ? -1 : it->second;
 }
 
-FakeRouter::FakeRouter() { platform::install(&fake); }
-FakeRouter::~FakeRouter() { platform::install(nullptr); }
+FakeRouter::FakeRouter() {
+    platform::install(&fake);
+}
+FakeRouter::~FakeRouter() {
+    platform::install(nullptr);
+}
 
 }  // namespace testing_support

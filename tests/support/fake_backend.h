@@ -14,7 +14,7 @@
 namespace testing_support {
 
 class FakeBackend : public platform::Backend {
-public:
+  public:
     // What a scripted command does: files it writes (router paths), text written to
     // the target of its trailing "> file" / "2>file" redirection (or returned by
     // popen), and its exit status.
@@ -117,13 +117,16 @@ public:
     void hook_soapc(int request) override { soapc_requests.push_back(request); }
     int check_fw_response_code() override { return fw_response_code; }
 
-private:
+  private:
     struct Rule {
         enum class Match { Exact, Prefix, Contains } match;
         std::string pattern;
         Handler handler;
     };
     Response respond(const std::string& command);
+    std::optional<Response> scripted(const std::string& command);
+    Response builtin(const std::string& command);
+    static std::optional<std::string> redirect_target(const std::string& command);
     void apply(const std::string& command, const Response& r, bool redirect);
 
     std::string root_;
@@ -133,7 +136,7 @@ private:
 
 // Installs a fresh FakeBackend for the lifetime of the object (one per test).
 class FakeRouter {
-public:
+  public:
     FakeRouter();
     ~FakeRouter();
     FakeBackend& operator*() { return fake; }

@@ -38,3 +38,49 @@ TEST(JsonRules, ParseErrorGivesPosition) {
     EXPECT_FALSE(doc);
     EXPECT_EQ(before, "x}");
 }
+
+TEST(JsonRules, UnnamedMemberIsRefusedAndFreed) {
+    json::Ptr obj = json::object();
+    json::add(obj.get(), nullptr, json::string("x"));  // the sanitizer build checks the free
+    EXPECT_EQ(cJSON_GetArraySize(obj.get()), 0);
+}
+
+TEST(JsonRules, ArrayRefusesItselfAndFreesNothingTwice) {
+    json::Ptr arr = json::array();
+    json::add_to_array(arr.get(), json::number(1));
+    json::add_to_array(arr.get(), json::number(2));
+    EXPECT_EQ(json::print_compact(arr.get()), "[1,2]");
+}
+
+TEST(JsonRules, ReferenceShowsItemWithoutOwningIt) {
+    json::Ptr source = json::parse(R"({"ts":{"date":[1,2,3]},"n":5,"s":"x"})");
+    ASSERT_TRUE(source);
+    {
+        json::Ptr report = json::object();
+        for (const char* name : {"ts", "n", "s"})
+            json::add_reference(report.get(), name, json::get(source.get(), name));
+        EXPECT_EQ(json::print_compact(report.get()), R"({"ts":{"date":[1,2,3]},"n":5,"s":"x"})");
+        EXPECT_TRUE(json::get(report.get(), "ts")->type & cJSON_IsReference);
+    }
+    // The report is gone; the source is whole and is freed once, by its own owner.
+    EXPECT_EQ(json::print_compact(source.get()), R"({"ts":{"date":[1,2,3]},"n":5,"s":"x"})");
+}
+
+TEST(JsonRules, ReferenceUnderTakenNameWarnsAndIsDropped) {
+    json::Ptr source = json::parse(R"({"n":5})");
+    json::Ptr report = json::object();
+    json::add_number(report.get(), "n", 1);
+    testing::internal::CaptureStdout();
+    json::add_reference(report.get(), "n", json::get(source.get(), "n"));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "\n[RA format warning] warning duplicate attribute name = n   \n");
+    EXPECT_EQ(json::print_compact(report.get()), R"({"n":1})");
+}
+
+TEST(JsonRules, ReferenceWithoutNameOrItemIsIgnored) {
+    json::Ptr source = json::parse(R"({"n":5})");
+    json::Ptr report = json::object();
+    json::add_reference(report.get(), nullptr, json::get(source.get(), "n"));
+    json::add_reference(report.get(), "m", nullptr);
+    EXPECT_EQ(cJSON_GetArraySize(report.get()), 0);
+}

@@ -1,0 +1,218 @@
+#include "platform/host_backend.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <regex>
+
+#include "platform/platform.h"
+#include "platform/uci_session.h"
+#include "support/temp_dir.h"
+
+using platform::HostBackend;
+using testing_support::TempDir;
+
+namespace {
+
+// Installs a host backend rooted in a temporary directory for one test.
+struct HostRouter {
+    TempDir dir;
+    HostBackend host{dir.file("nvram.txt"), dir.path()};
+    HostRouter() { platform::install(&host); }
+    ~HostRouter() { platform::install(nullptr); }
+};
+
+// SIGCHLD ignored for the scope, as the daemon has it.
+struct IgnoredSigchld {
+    struct sigaction saved {};
+    IgnoredSigchld() {
+        struct sigaction ign {};
+        ign.sa_handler = SIG_IGN;
+        sigemptyset(&ign.sa_mask);
+        ::sigaction(SIGCHLD, &ign, &saved);
+    }
+    ~IgnoredSigchld() { ::sigaction(SIGCHLD, &saved, nullptr); }
+};
+
+sighandler_t current_sigchld() {
+    struct sigaction now {};
+    ::sigaction(SIGCHLD, nullptr, &now);
+    return now.sa_handler;
+}
+
+}  // namespace
+
+TEST(HostBackendNvram, DefaultStoreComesFromNvramFileVariable) {
+    TempDir dir;
+    dir.write("store.txt", "hwver=VRE670\n");
+    ::setenv("NVRAM_FILE", dir.file("store.txt").c_str(), 1);
+    HostBackend host;
+    ::unsetenv("NVRAM_FILE");
+    platform::install(&host);
+    EXPECT_EQ(ovraNvramConfig_get("hwver"), "VRE670");
+    EXPECT_EQ(ovraNvramConfig_get("missing"), "");
+    EXPECT_EQ(ovraNvramConfig_match("hwver", "VRE670"), 1);
+    EXPECT_EQ(ovraNvramConfig_invmatch("hwver", "VRE670"), 0);
+    ovraNvramConfig_set("RA_stage", "2");
+    EXPECT_EQ(ovraNvramConfig_exist("RA_stage"), 1);
+    ovraNvramConfig_unset("hwver");
+    EXPECT_EQ(ovraNvramConfig_exist("hwver"), 0);
+    ovraNvramConfig_save();
+    EXPECT_EQ(dir.read("store.txt"), "RA_stage=2\n");
+    platform::install(nullptr);
+}
+
+TEST(HostBackendNvram, ReadsSeeAnotherProcessesWrite) {
+    HostRouter r;
+    EXPECT_EQ(ovraNvramConfig_get("k"), "");
+    platform::NvramFile other(r.dir.file("nvram.txt"));
+    ASSERT_TRUE(other.set("k", "from elsewhere"));
+    EXPECT_EQ(ovraNvramConfig_get("k"), "from elsewhere");
+}
+
+TEST(HostBackendHwVersion, FirstLineOfHwVersionFileWithoutNewline) {
+    HostRouter r;
+    r.dir.write("etc/hw_version", "VRE670v2\nsecond line\n");
+    EXPECT_EQ(getHWVersion(), "VRE670v2");
+}
+
+TEST(HostBackendHwVersion, MissingFileGivesEmptyText) {
+    HostRouter r;
+    EXPECT_EQ(getHWVersion(), "");
+}
+
+TEST(HostBackendMtd, IndexOfTheNamedPartition) {
+    HostRouter r;
+    r.dir.write("proc/mtd",
+                "dev:    size   erasesize  name\n"
+                "mtd0: 00080000 00020000 \"0:SBL1\"\n"
+                "mtd7: 00040000 00020000 \"DebugMsg\"\n");
+    EXPECT_EQ(shared_get_mtd_index("DebugMsg"), 7);
+    EXPECT_EQ(shared_get_mtd_index("Debug"), -1);
+}
+
+TEST(HostBackendShell, RunShellReturnsExitStatusWhileSigchldIsIgnored) {
+    HostRouter r;
+    IgnoredSigchld ignored;
+    int status = doSystem("exit 3");
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 3);
+    EXPECT_EQ(current_sigchld(), SIG_IGN);  // the daemon's disposition is back
+}
+
+TEST(HostBackendShell, CommandLineRunsThroughTheShellAsComposed) {
+    HostRouter r;
+    std::string out = r.dir.file("out.txt");
+    int status = doSystem("echo 'a  b' $((1+2)) > " + out);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(r.dir.read("out.txt"), "a  b 3\n");
+}
+
+TEST(HostBackendShell, PopenReadsTheWholeOutputWhileSigchldIsIgnored) {
+    HostRouter r;
+    IgnoredSigchld ignored;
+    EXPECT_EQ(platform::backend().popen_read("printf 'one\\ntwo\\n'"), "one\ntwo\n");
+    EXPECT_EQ(current_sigchld(), SIG_IGN);
+}
+
+TEST(HostBackendShell, EvalRunsWithoutShellIntoRootedFile) {
+    HostRouter r;
+    r.dir.write("tmp/.keep", "");
+    EXPECT_EQ(_eval({"echo", "1", "$HOME"}, "/tmp/ra_cpu_alarm", 0, nullptr), 0);
+    EXPECT_EQ(r.dir.read("tmp/ra_cpu_alarm"), "1 $HOME\n");
+    EXPECT_EQ(_eval({"sh", "-c", "exit 4"}, "/tmp/x", 0, nullptr), 4);
+}
+
+TEST(HostBackendMacList, AllowAndBlockListsFromNvram) {
+    HostRouter r;
+    ovraNvramConfig_set("ac_allow_list", "aa:bb:cc:dd:ee:ff 001122334455");
+    ovraNvramConfig_set("ac_block_list", "66-77-88-99-AA-BB");
+    load_ac_mac_list();
+    const unsigned char allowed[6] = {0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF};
+    const unsigned char allowed2[6] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
+    const unsigned char blocked[6] = {0x66, 0x77, 0x88, 0x99, 0xAA, 0xBB};
+    const unsigned char other[6] = {1, 2, 3, 4, 5, 6};
+    EXPECT_EQ(get_mac_status(allowed), 1);
+    EXPECT_EQ(get_mac_status(allowed2), 1);
+    EXPECT_EQ(get_mac_status(blocked), 0);
+    EXPECT_EQ(get_mac_status(other), -1);
+}
+
+TEST(HostBackendHooks, FirmwareCheckCodeAndSoapHook) {
+    HostRouter r;
+    EXPECT_EQ(get_check_fw_responseCode(), 0);
+    ovraNvramConfig_set("check_fw_response_code", "404");
+    EXPECT_EQ(get_check_fw_responseCode(), 404);
+    testing::internal::CaptureStdout();
+    hook_soapc(5);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "[hook_soapc] request 5\n");
+}
+
+TEST(HostBackendUci, PackageIsParsedAgainOnlyWhenTheFileChanged) {
+    HostRouter r;
+    r.dir.write("tmp/devices", "config device 'AA'\n\toption ip '1.1.1.1'\n");
+    for (int i = 0; i < 5; ++i) {
+        UciSession uci("/tmp", "devices", "reader");
+        EXPECT_EQ(uci.get("devices.AA.ip", 512), "1.1.1.1");
+    }
+    EXPECT_EQ(r.host.uci_parse_count(), 1u);
+    r.dir.write("tmp/devices", "config device 'AA'\n\toption ip '2.2.2.2'\n");
+    for (int i = 0; i < 3; ++i) {
+        UciSession uci("/tmp", "devices", "reader");
+        EXPECT_EQ(uci.get("devices.AA.ip", 512), "2.2.2.2");
+    }
+    EXPECT_EQ(r.host.uci_parse_count(), 2u);
+}
+
+TEST(HostBackendUci, CommitReplacesTheFileAndIsNotParsedTwice) {
+    HostRouter r;
+    r.dir.write("tmp/devices", "config device 'AA'\n\toption count '1'\n");
+    {
+        UciSession uci("/tmp", "devices", "writer");
+        EXPECT_EQ(uci.set("devices.AA.count", "2"), UCI_OK);
+        EXPECT_EQ(uci.commit(), UCI_OK);
+    }
+    EXPECT_EQ(r.dir.read("tmp/devices"), "\nconfig device 'AA'\n\toption count '2'\n\n");
+    {
+        UciSession uci("/tmp", "devices", "reader");
+        EXPECT_EQ(uci.get("devices.AA.count", 512), "2");
+    }
+    EXPECT_FALSE(
+        std::filesystem::exists(r.dir.file("tmp/devices.tmp." + std::to_string(::getpid()))));
+}
+
+TEST(HostBackendUci, MalformedFileGivesParseErrorWithoutParsingItAgain) {
+    HostRouter r;
+    r.dir.write("tmp/devices", "config device 'AA\n");
+    std::string value = "default";
+    testing::internal::CaptureStdout();
+    for (int i = 0; i < 3; ++i) {
+        UciSession uci("/tmp", "devices", "get_dev");
+        EXPECT_EQ(uci.status(), UCI_ERR_PARSE);
+        uci.get("devices.AA.ip", value, 512);
+    }
+    std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(std::regex_search(
+        out, std::regex(R"(\[get_dev \d+\] ovraUciConfig_w_update : UCI_ERR_PARSE\n)")))
+        << out;
+    EXPECT_EQ(value, "default");
+    EXPECT_EQ(r.host.uci_parse_count(), 1u);
+}
+
+TEST(HostBackendUci, MissingPackageIsNotFound) {
+    HostRouter r;
+    int err = 0;
+    EXPECT_FALSE(r.host.uci_load("/tmp", "devices", err));
+    EXPECT_EQ(err, UCI_ERR_NOTFOUND);
+}
+
+TEST(HostBackendClock, UptimeAndWallTimeMove) {
+    HostRouter r;
+    EXPECT_GT(sys_uptime(), 0u);
+    EXPECT_GT(platform::wall_time(), 1600000000);
+    EXPECT_EQ(IsTimeout(sys_uptime(), 60), 0);
+    EXPECT_EQ(IsTimeout(sys_uptime() - 61, 60), 1);
+}
