@@ -115,18 +115,22 @@ summary() {
 show_daemon_lines() { # new lines of the daemon's output that tell the story
     sed -n "$1,$2p" "$root/.sim/session.out" | tr -d '\r' >"$work/.new-lines"
     while IFS= read -r line; do
+        # The daemon's messages often share a line (many start with a newline instead
+        # of ending with one); each message of interest is shown on its own.
         case $line in
             *"Randomized init time is"*)
                 passes=$((passes + 1))
                 echo "  -- pass $passes of the main loop" ;;
-            *"Publish success"* | *"Publish failed"* | *"stop send event type"* | \
-                *"receive trigger"* | *"receive not-trigger"* | *"WAN connection fail"* | \
-                *"retry sleep"* | *"Wait 60 min"* | *"already running"* | *ERROR* | \
-                *"Receive signal"* | *"current firmware version"* | *"current serial number"*)
-                echo "  .. $line" ;;
-            cmd=*)
-                echo "  -> publisher: ${line#cmd=}" ;;
         esac
+        case $line in
+            cmd=*) echo "  -> publisher: ${line#cmd=}" ;;
+        esac
+        printf '%s\n' "$line" | grep -o -e '[A-Za-z]* Publish success' -e '[A-Za-z]* Publish failed' \
+            -e 'stop send event type [0-9]* event' -e 'receive [a-z-]* signal from [A-Za-z_]*' \
+            -e 'WAN connection fail' -e 'retry sleep 20 seconds' -e 'Wait 60 min for retry again' \
+            -e 'telem_json already running.' -e 'ERROR.*' -e 'Receive signal [A-Z]*' \
+            -e 'current firmware version=.*' -e 'current serial number=.*' |
+            cut -c1-150 | sed 's/^/  .. /'
     done <"$work/.new-lines"
     rm -f "$work/.new-lines"
 }

@@ -194,7 +194,8 @@ sim_broker_start() {
     while :; do
         tries=$((tries + 1))
         [ $tries -le 20 ] || sim_die "could not start mosquitto on a free loopback port"
-        if [ -n "$want" ]; then port=$want; else port=$(awk 'BEGIN { srand(); print 20000 + int(rand() * 40000) }'); fi
+        # Spread by time, process and attempt, so that parallel tests pick different ports.
+        if [ -n "$want" ]; then port=$want; else port=$((20000 + ($(date +%s%N | cut -c7-15) + $$ * 7919 + tries * 104729) % 40000)); fi
         cat >"$dir/mosquitto.conf" <<EOF
 # Broker of the simulated router's cloud side: loopback only, nothing kept on disk.
 listener $port 127.0.0.1
