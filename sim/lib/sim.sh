@@ -110,7 +110,9 @@ sim_session_start() {
     fi
     sim_session_env >"$root/.sim/session.env"
     : >"$root/.sim/session.out"
-    (sim_unshare /bin/sh "$SIM_LIB/enter.sh" "$root" background "$@") </dev/null >/dev/null 2>&1 &
+    # Errors of the namespace set-up itself (before the chroot) land in session.err.
+    (sim_unshare /bin/sh "$SIM_LIB/enter.sh" "$root" background "$@") </dev/null \
+        >"$root/.sim/session.err" 2>&1 &
     echo $! >"$root/.sim/session.pid"
 }
 

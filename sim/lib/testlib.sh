@@ -35,6 +35,10 @@ t_fail() {
         echo "--- last lines of telem_json's output ($T_ROOT/.sim/session.out)"
         tail -n 40 "$T_ROOT/.sim/session.out"
     fi
+    if [ -n "$T_ROOT" ] && [ -s "$T_ROOT/.sim/session.err" ]; then
+        echo "--- sandbox set-up errors"
+        cat "$T_ROOT/.sim/session.err"
+    fi
     if [ -f "$T_WORK/broker/broker.log" ]; then
         echo "--- broker log"
         tail -n 15 "$T_WORK/broker/broker.log"
