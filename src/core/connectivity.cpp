@@ -43,7 +43,9 @@ bool local_address_ok() {
     return a >= 1 && a <= 254 && b >= 0 && b <= 255 && c >= 0 && c <= 255 && e >= 1 && e <= 254;
 }
 
-void remember_inconclusive(Daemon& d) { d.info.last_inconclusive_test = platform::wall_time(); }
+void remember_inconclusive(Daemon& d) {
+    d.info.last_inconclusive_test = platform::wall_time();
+}
 
 }  // namespace
 

@@ -10,7 +10,9 @@
 
 namespace {
 
-std::string module_dir() { return std::string("/lib/modules/") + config::kKernelVersion + "/"; }
+std::string module_dir() {
+    return std::string("/lib/modules/") + config::kKernelVersion + "/";
+}
 
 bool any_exists(std::initializer_list<std::string> paths) {
     for (const auto& p : paths)

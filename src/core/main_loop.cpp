@@ -31,10 +31,14 @@ constexpr int kWatchTicks = 120;
 constexpr unsigned kTickSeconds = 5;
 constexpr int kTestTicksPerPass = 12;
 
-bool analytics_enabled() { return ovraNvramConfig_get("RA_enable") == "1"; }
+bool analytics_enabled() {
+    return ovraNvramConfig_get("RA_enable") == "1";
+}
 
 // nvram text as a number, the way the firmware reads it (atoi).
-int nvram_int(const char* key) { return std::atoi(ovraNvramConfig_get(key).c_str()); }
+int nvram_int(const char* key) {
+    return std::atoi(ovraNvramConfig_get(key).c_str());
+}
 
 // Hooks for collectors that run at fixed places of a pass but report elsewhere.
 void update_traffic_meter(Daemon&) {}
@@ -68,7 +72,9 @@ void announce_first_report_time(Daemon& d) {
 }
 
 // Whole MiB from kB, rounded half up.
-std::string mib_text(long kb) { return std::to_string((kb + 512) / 1024); }
+std::string mib_text(long kb) {
+    return std::to_string((kb + 512) / 1024);
+}
 
 void run_memory_alarm_timer(Daemon& d) {
     LoopState& l = d.loop;
@@ -169,8 +175,8 @@ void prepare_daemon(Daemon& d) {
 }
 
 void sample_memory(Daemon& d) {
-    auto lines = shell::capture_lines(std::string("cat /proc/meminfo > /tmp/meminfo"),
-                                      "/tmp/meminfo", 256);
+    auto lines =
+        shell::capture_lines(std::string("cat /proc/meminfo > /tmp/meminfo"), "/tmp/meminfo", 256);
     if (!lines) return;
     static constexpr const char* kFormats[5] = {
         "MemTotal:         %d kB", "MemFree:          %d kB", "MemAvailable:          %d kB",

@@ -22,7 +22,9 @@ constexpr const char* kMemoryAlarmMark = "/tmp/ra_memory_alarm";
 constexpr const char* kFirstKernelMark = "/tmp/first_kernel_ra";
 constexpr const char* kWifiCronScript = "/qrvx/crond_wifira.sh";
 
-bool analytics_enabled() { return ovraNvramConfig_get("RA_enable") == "1"; }
+bool analytics_enabled() {
+    return ovraNvramConfig_get("RA_enable") == "1";
+}
 
 // The schedule of one report part. Comparisons are on unsigned 32-bit seconds, so an
 // uptime that wrapped still measures the elapsed time correctly.
@@ -112,8 +114,8 @@ bool build_routine_report(Daemon& d, cJSON* root, const Due& due) {
 bool build_kernel_reboot_report(Daemon& d, cJSON* root, const Due& due) {
     ScheduleRow& row = d.policy.rows[ROW_KERNEL_REBOOT];
     uint32_t elapsed = due.now - row.last_update;
-    bool due_now = row.last_update == 0 || (due.first_delay < elapsed && row.trigger == 1) ||
-                   due.force;
+    bool due_now =
+        row.last_update == 0 || (due.first_delay < elapsed && row.trigger == 1) || due.force;
     if (!due_now || !d.info.kernel_reboot_pending) return false;
     json::Ptr body = build(d, d.bodies.kernelReboot);
     if (!body) return false;
@@ -226,8 +228,8 @@ bool build_user_option_report(Daemon& d, Due due) {
 bool publishing_gate(Daemon& d, int code) {
     if (!analytics_enabled()) return true;
     std::string sku = ovraNvramConfig_get("sku_name");
-    bool refuse = sku == "PR" || ((sku == "GR" || sku == "WW") &&
-                                  ovraNvramConfig_get("blank_state") == "1");
+    bool refuse =
+        sku == "PR" || ((sku == "GR" || sku == "WW") && ovraNvramConfig_get("blank_state") == "1");
     if (!refuse) return true;
     if (sku == "PR" && code == 2 && d.publish.first_publish_marker) {
         d.publish.first_publish_marker = 0;
@@ -282,14 +284,14 @@ int create_device_json(Daemon& d, int code) {
                 if (ovraNvramConfig_exist("ra_WifiEventEnable") &&
                     ovraNvramConfig_get("ra_WifiEventEnable") == "0")
                     return 0;
-            {
-                WifiBatch batch = collect_wifi_event_batch(d, root.get(), due.now,
-                                                           due.first_delay, due.force);
-                run_wifi_analytics_schedule(d, due);
-                send = batch.due;
-                wifi_body = batch.body;
-                break;
-            }
+                {
+                    WifiBatch batch = collect_wifi_event_batch(d, root.get(), due.now,
+                                                               due.first_delay, due.force);
+                    run_wifi_analytics_schedule(d, due);
+                    send = batch.due;
+                    wifi_body = batch.body;
+                    break;
+                }
             case 4:
                 send = build_user_option_report(d, due);
                 break;

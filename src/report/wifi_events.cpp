@@ -91,9 +91,9 @@ bool queue_wifi_event_report(Daemon& d, bool body) {
                                   "cat /tmp/telem_json_dir/telem_%s.json > "
                                   "/tmp/telem_json_dir/telem_%s_%d.json",
                                   shell::word(hw), shell::word(hw), 3));
-        shell::run(shell::compose(256, "cat /tmp/telem_json_dir/telem_%s.json > %s/telem_wifi_%s_%d.json",
-                                  shell::word(hw), shell::constant(kWifiEventDir),
-                                  shell::word(hw), count));
+        shell::run(shell::compose(
+            256, "cat /tmp/telem_json_dir/telem_%s.json > %s/telem_wifi_%s_%d.json",
+            shell::word(hw), shell::constant(kWifiEventDir), shell::word(hw), count));
         return true;
     }
     if (count == 0) {

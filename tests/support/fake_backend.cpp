@@ -18,7 +18,8 @@ namespace fs = std::filesystem;
 FakeBackend::FakeBackend() {
     // A memory-backed directory keeps the many small report files of a long test cheap.
     std::error_code ec;
-    fs::path base = ::access("/dev/shm", W_OK) == 0 ? fs::path("/dev/shm") : fs::temp_directory_path(ec);
+    fs::path base =
+        ::access("/dev/shm", W_OK) == 0 ? fs::path("/dev/shm") : fs::temp_directory_path(ec);
     std::string tmpl = (base / "telem-test-XXXXXX").string();
     std::vector<char> buf(tmpl.begin(), tmpl.end());
     buf.push_back('\0');

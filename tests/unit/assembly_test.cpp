@@ -21,12 +21,12 @@ json::Ptr simple_body(const char* member, const char* value) {
 }
 
 class Assembly : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         fake->hwversion = "VRE670";
-        fake->nvram = {{"hwver", "VRE670"},   {"RA_enable", "1"},
-                       {"wan_status", "up"},  {"lan_macaddr", "AA:BB:CC:00:11:22"},
-                       {"sku_name", "US"},    {"time_zone", "0"}};
+        fake->nvram = {{"hwver", "VRE670"},  {"RA_enable", "1"},
+                       {"wan_status", "up"}, {"lan_macaddr", "AA:BB:CC:00:11:22"},
+                       {"sku_name", "US"},   {"time_zone", "0"}};
         d.info.model = "VRE670";
         d.info.mac = "AABBCC001122";
         d.info.serial = "SN0001";
@@ -40,7 +40,8 @@ protected:
     }
     std::vector<std::string> published() { return fake->commands_containing("awsiotpub"); }
     json::Ptr last_report(int code) {
-        auto text = fake->read("/tmp/telem_json_dir/telem_VRE670_" + std::to_string(code) + ".json");
+        auto text =
+            fake->read("/tmp/telem_json_dir/telem_VRE670_" + std::to_string(code) + ".json");
         return text ? json::parse(*text) : nullptr;
     }
     std::string publish_line(int code) const {

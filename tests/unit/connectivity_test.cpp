@@ -11,7 +11,7 @@ using testing_support::FakeRouter;
 namespace {
 
 class Connectivity : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         fake->nvram = {{"wan_ipaddr", "203.0.113.7"}, {"wan_gateway", "203.0.113.1"}};
         fake->now_wall = 1767225600;

@@ -17,18 +17,21 @@ constexpr const char* kPublishPrefix = "LD_LIBRARY_PATH=/usr/share /usr/bin/awsi
 constexpr const char* kPolicy = "/tmp/media/persistent/router-analytics/RAE_Policy.json";
 
 class MainLoop : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         fake->hwversion = "VRE670";
-        fake->nvram = {{"hwver", "VRE670"},    {"RA_enable", "1"},
-                       {"wan_status", "up"},   {"lan_macaddr", "AA:BB:CC:00:11:22"},
-                       {"sku_name", "US"},     {"time_zone", "0"},
+        fake->nvram = {{"hwver", "VRE670"},     {"RA_enable", "1"},
+                       {"wan_status", "up"},    {"lan_macaddr", "AA:BB:CC:00:11:22"},
+                       {"sku_name", "US"},      {"time_zone", "0"},
                        {"ra_test_trigger", "1"}};
         fake->mkdir("/tmp/telem_json_dir");
-        fake->write(kPolicy, R"({"reportMethod":"IoT","routerInfo":"10","connectedDeviceDetails":"10"})");
+        fake->write(kPolicy,
+                    R"({"reportMethod":"IoT","routerInfo":"10","connectedDeviceDetails":"10"})");
         fake->on_exact("version > /tmp/version", FakeBackend::outputs("Firmware\nV1/1.2.3.4/x\n"));
-        fake->on_exact("burnsn 2>/tmp/serial_num.txt", FakeBackend::outputs("serial number is SN123\n"));
-        fake->on_prefix("ps | grep 'telem_heartbeat'", FakeBackend::outputs("1 root telem_heartbeat\n"));
+        fake->on_exact("burnsn 2>/tmp/serial_num.txt",
+                       FakeBackend::outputs("serial number is SN123\n"));
+        fake->on_prefix("ps | grep 'telem_heartbeat'",
+                        FakeBackend::outputs("1 root telem_heartbeat\n"));
         publisher_says("Publish done\n");
     }
     void publisher_says(const std::string& log) {
@@ -273,17 +276,18 @@ TEST_F(MainLoop, CpuOverrideThresholdMessage) {
 }
 
 TEST_F(MainLoop, MemorySamplingStoresWholeMebibytes) {
-    fake->on_exact("cat /proc/meminfo > /tmp/meminfo",
-                   FakeBackend::outputs("MemTotal:         1024000 kB\nMemFree:          512000 kB\n"
-                                        "MemAvailable:          600000 kB\nBuffers:             "
-                                        "1536 kB\nCached:            10240 kB\n"));
+    fake->on_exact(
+        "cat /proc/meminfo > /tmp/meminfo",
+        FakeBackend::outputs("MemTotal:         1024000 kB\nMemFree:          512000 kB\n"
+                             "MemAvailable:          600000 kB\nBuffers:             "
+                             "1536 kB\nCached:            10240 kB\n"));
     start();
     testing::internal::CaptureStdout();
     sample_memory(d);
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(d.info.mem_total, "1000");
-    EXPECT_EQ(d.info.mem_free, "512");   // (512000+1536+10240)/1024 = 511.5 -> 512
-    EXPECT_EQ(d.info.mem_used, "489");   // 500224 kB -> 488.5 -> 489
+    EXPECT_EQ(d.info.mem_free, "512");  // (512000+1536+10240)/1024 = 511.5 -> 512
+    EXPECT_EQ(d.info.mem_used, "489");  // 500224 kB -> 488.5 -> 489
     EXPECT_NEAR(d.info.mem_used_percent, 48.85, 0.01);
 }
 
