@@ -34,8 +34,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -196,15 +194,28 @@ struct Report {
     std::string payload;
 };
 
+struct FileCloser {
+    void operator()(std::FILE* f) const { std::fclose(f); }
+};
+using UniqueFile = std::unique_ptr<std::FILE, FileCloser>;
+
 std::optional<std::string> read_whole_file(const std::string& path, std::string& error) {
-    std::ifstream in(path, std::ios::binary);
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(path, ec)) {
+        error = "cannot read " + path + ": " + (ec ? ec.message() : "not a regular file");
+        return std::nullopt;
+    }
+    UniqueFile in(std::fopen(path.c_str(), "rb"));
     if (!in) {
         error = "cannot open " + path + ": " + std::strerror(errno);
         return std::nullopt;
     }
-    std::string data{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    if (in.bad()) {
-        error = "cannot read " + path;
+    std::string data;
+    char buf[65536];
+    size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, in.get())) > 0) data.append(buf, n);
+    if (std::ferror(in.get())) {
+        error = "cannot read " + path + ": " + std::strerror(errno);
         return std::nullopt;
     }
     return data;

@@ -60,6 +60,8 @@ grep -q "ERROR" "$T_WORK/silent.log" || { cat "$T_WORK/silent.log"; t_fail "no E
 # Unreadable file and bad command lines.
 $pub -i X -f "$T_WORK/no-such-file.json" -t analytics/ -o 1 >"$T_WORK/nofile.log"
 grep -q "ERROR" "$T_WORK/nofile.log" || t_fail "no ERROR for a missing file"
+$pub -i X -f "$T_WORK/wifi" -t analytics/ -o 1 >"$T_WORK/isdir.log"
+[ $? -eq 1 ] && grep -q "ERROR" "$T_WORK/isdir.log" || t_fail "no ERROR for a directory given as the file"
 for args in "-i X -f $T_WORK/telem_VRE650_1.json -o 3" "-i X" "-i X -e 1" "-i X -d $T_WORK/wifi" "-i X -f a -e 1 -d $T_WORK/wifi" "-q"; do
     $pub $args >"$T_WORK/bad.log"
     [ $? -ne 0 ] && grep -q ERROR "$T_WORK/bad.log" || t_fail "no ERROR for the command line: $args"
