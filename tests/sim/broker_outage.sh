@@ -3,7 +3,7 @@
 # report fails to publish, the same file is sent again on the next attempts (no new
 # report is built meanwhile), and once the broker is back that very report arrives.
 # Only event type 1 is published here (the policy stops the others), and the clock runs
-# x10 so that the 20-second retry wait takes 2 s.
+# x5 so that the 20-second retry wait takes 4 s, time enough to bring the broker back.
 BIN=$1 SRC=$2
 . "$SRC/sim/lib/testlib.sh"
 t_require_sandbox
@@ -16,7 +16,7 @@ port=$SIM_BROKER_PORT
 sim_broker_stop
 AWSIOTPUB_HOST=127.0.0.1 AWSIOTPUB_PORT=$port AWSIOTPUB_TIMEOUT=2
 export AWSIOTPUB_HOST AWSIOTPUB_PORT AWSIOTPUB_TIMEOUT
-SIM_SPEED=10 t_start_daemon
+SIM_SPEED=5 t_start_daemon
 report=$T_ROOT/tmp/telem_json_dir/telem_VRA420_1.json
 failed() { [ "$(t_out_count "awsiot Publish failed")" -ge "$1" ]; }
 t_wait 50 failed 1 || t_fail "no failed publish while the broker is down"
