@@ -91,7 +91,7 @@ standins="version:/usr/bin burnsn:/usr/bin mpstat:/usr/bin top:/usr/bin ps:/usr/
 ping:/usr/bin curl:/usr/bin iw:/usr/sbin iwlist:/usr/sbin iwconfig:/usr/sbin ip:/sbin
 ifconfig:/sbin swconfig:/sbin arping:/usr/sbin ipcCmd:/usr/sbin thermaltool:/usr/sbin
 thermalctrl:/sbin lxc-attach:/usr/bin killall:/usr/bin telem_heartbeat:/usr/bin
-telem_wifi:/usr/bin"
+telem_wifi:/usr/bin soapc:/usr/sbin"
 optional="zt:/usr/bin kiln:/usr/bin circlectl:/usr/bin circled:/usr/bin
 get_fingRA_data.sh:/usr/bin fing_dil:/usr/bin bdagent-manage:/opt/bitdefender/bin
 wandetect:/usr/sbin"

@@ -1,9 +1,10 @@
 #!/bin/sh
 # /.sim/init: PID 1 of the simulated router's namespace.
 #
-#   init background COMMAND...  start COMMAND with its output appended to
-#                               /.sim/session.out, then stay and reap orphans; the
-#                               session ends when the host kills the namespace.
+#   init background COMMAND...  start the router's services (the SOAP client) and
+#                               COMMAND with its output appended to /.sim/session.out,
+#                               then stay and reap orphans; the session ends when the
+#                               host kills the namespace.
 #   init foreground COMMAND...  run COMMAND attached to the caller's terminal and end
 #                               with its status; whatever it left running dies with
 #                               the namespace.
@@ -23,6 +24,8 @@ if [ -n "${SIM_SPEED:-}" ] && [ "$SIM_SPEED" != 1 ] && [ -f /usr/lib/faketime/li
 fi
 case $mode in
     background)
+        # The router's own services that run beside the agent.
+        (unset LD_PRELOAD FAKETIME; exec /usr/sbin/soapc) >/dev/null 2>&1 </dev/null &
         "$@" >>/.sim/session.out 2>&1 </dev/null &
         unset LD_PRELOAD FAKETIME FAKETIME_ONLY_CMDS FAKETIME_NO_CACHE
         trap 'exit 0' TERM INT
