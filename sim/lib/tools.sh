@@ -1,4 +1,4 @@
-# /.sim/tools.sh: helpers shared by the stand-ins of the router's tools.
+# Helpers shared by the stand-ins of the router's tools (installed as /.sim/tools.sh).
 #
 # Every stand-in records its command line in /.sim/commands.log and answers from the
 # scenario's files in /.sim/answers (see sim/README.md).
