@@ -98,6 +98,12 @@ struct DevInfo {
     int install_event = 0;
 };
 
+// How long an alarm condition has held.
+struct AlarmTimer {
+    int running = 0;
+    uint32_t start = 0;  // uptime when the current period began
+};
+
 // Main-loop schedule state.
 struct LoopState {
     int init_report_time = 79000;  // randomized first-report delay, seconds
@@ -110,10 +116,8 @@ struct LoopState {
     int skip_pass = 0;          // the pass-skipping flag
     int suppress_user_option = 0;  // one-shot suppression of the code 4 report
     int internet_probe_ok = 0;
-    int memory_timer_running = 0;
-    uint32_t memory_timer_start = 0;
-    int cpu_timer_running = 0;
-    uint32_t cpu_timer_start = 0;
+    AlarmTimer memory_timer;
+    AlarmTimer cpu_timer;
     int trigger_mark = 0;
     int not_trigger_mark = 0;
     std::array<int, 7> backoff_wait{};

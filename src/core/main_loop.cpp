@@ -76,21 +76,21 @@ std::string mib_text(long kb) {
     return std::to_string((kb + 512) / 1024);
 }
 
-void run_memory_alarm_timer(Daemon& d) {
-    LoopState& l = d.loop;
-    if (d.info.mem_used_percent > d.policy.memory_utilization_high) {
-        uint32_t now = sys_uptime();
-        if (!l.memory_timer_running) {
-            l.memory_timer_running = 1;
-            l.memory_timer_start = now;
-        } else if (now - l.memory_timer_start >=
-                   static_cast<uint32_t>(d.policy.memory_utilization_duration) * 60u) {
-            d.info.memory_alarm = 1;
-            l.memory_timer_start = now;
-        }
-    } else {
-        d.info.memory_alarm = 0;
-        l.memory_timer_running = 0;
+// An alarm condition counts once it has held for `minutes`; the timer then starts
+// over, so a condition that lasts counts again after each further period.
+void run_alarm_timer(AlarmTimer& timer, bool over, int minutes, int& alarm) {
+    if (!over) {
+        alarm = 0;
+        timer.running = 0;
+        return;
+    }
+    uint32_t now = sys_uptime();
+    if (!timer.running) {
+        timer.running = 1;
+        timer.start = now;
+    } else if (now - timer.start >= static_cast<uint32_t>(minutes) * 60u) {
+        alarm = 1;
+        timer.start = now;
     }
 }
 
@@ -191,26 +191,14 @@ void sample_memory(Daemon& d) {
     d.info.mem_total = mib_text(total);
     d.info.mem_free = mib_text(static_cast<long>(free_kb) + buffers + cached);
     d.info.mem_used = mib_text(static_cast<long>(total) - free_kb - buffers - cached);
-    run_memory_alarm_timer(d);
+    run_alarm_timer(d.loop.memory_timer, d.info.mem_used_percent > d.policy.memory_utilization_high,
+                    d.policy.memory_utilization_duration, d.info.memory_alarm);
 }
 
 void check_cpu_alarm(Daemon& d) {
     get_cpu_load(d.info.cpu_load);
-    LoopState& l = d.loop;
-    if (d.info.cpu_load > d.policy.cpu_threshold_high) {
-        uint32_t now = sys_uptime();
-        if (!l.cpu_timer_running) {
-            l.cpu_timer_running = 1;
-            l.cpu_timer_start = now;
-        } else if (now - l.cpu_timer_start >=
-                   static_cast<uint32_t>(d.policy.cpu_threshold_duration) * 60u) {
-            d.info.cpu_alarm = 1;
-            l.cpu_timer_start = now;
-        }
-    } else {
-        d.info.cpu_alarm = 0;
-        l.cpu_timer_running = 0;
-    }
+    run_alarm_timer(d.loop.cpu_timer, d.info.cpu_load > d.policy.cpu_threshold_high,
+                    d.policy.cpu_threshold_duration, d.info.cpu_alarm);
 }
 
 void sample_cpu_cores(Daemon& d) {
@@ -246,6 +234,7 @@ void collect_current_info(Daemon& d) {
     check_cpu_alarm(d);
     sample_cpu_cores(d);
     if (!d.info.location_obtained) fetch_geo_location(d);
+    d.info.attached.fing_present = platform::file_exists("/usr/bin/fing_dil") ? 1 : 0;
     get_attach_dev(d);
     std::printf("dev_info->attached_wired : %s, dev_info->attached_wireless : %s\n",
                 d.info.attached.attached_wired.c_str(), d.info.attached.attached_wireless.c_str());

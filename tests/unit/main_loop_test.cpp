@@ -25,6 +25,7 @@ class MainLoop : public ::testing::Test {
                        {"sku_name", "US"},      {"time_zone", "0"},
                        {"ra_test_trigger", "1"}};
         fake->mkdir("/tmp/telem_json_dir");
+        fake->set_uci("/tmp", "devices", "config lists 'lists'\n\tlist mac '001122334455'\n");
         fake->write(kPolicy,
                     R"({"reportMethod":"IoT","routerInfo":"10","connectedDeviceDetails":"10"})");
         fake->on_exact("version > /tmp/version", FakeBackend::outputs("Firmware\nV1/1.2.3.4/x\n"));
@@ -289,6 +290,15 @@ TEST_F(MainLoop, MemorySamplingStoresWholeMebibytes) {
     EXPECT_EQ(d.info.mem_free, "512");  // (512000+1536+10240)/1024 = 511.5 -> 512
     EXPECT_EQ(d.info.mem_used, "489");  // 500224 kB -> 488.5 -> 489
     EXPECT_NEAR(d.info.mem_used_percent, 48.85, 0.01);
+}
+
+TEST_F(MainLoop, FingPresenceIsProbedEveryPass) {
+    start();
+    passes(1);
+    EXPECT_EQ(d.info.attached.fing_present, 0);
+    fake->write("/usr/bin/fing_dil", "");
+    passes(1);
+    EXPECT_EQ(d.info.attached.fing_present, 1);
 }
 
 TEST_F(MainLoop, HundredsOfPassesRunOnTheFakeClock) {
