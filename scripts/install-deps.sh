@@ -3,7 +3,8 @@
 # Only missing packages are fetched, so a second run costs nothing.
 set -eu
 PKGS="build-essential cmake pkg-config libcjson-dev libmd-dev libgtest-dev libgmock-dev \
-libbenchmark-dev libmosquitto-dev mosquitto mosquitto-clients busybox-static libfaketime faketime"
+libbenchmark-dev libmosquitto-dev mosquitto mosquitto-clients busybox-static libfaketime faketime \
+jq"
 missing=""
 for p in $PKGS; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
