@@ -23,7 +23,7 @@ bin=$1
 seconds=${DEMO_SECONDS:-0}
 case $seconds in '' | *[!0-9]*) sim_die "DEMO_SECONDS must be a number of seconds" ;; esac
 scenario=${SIM_SCENARIO:-vre650}
-SIM_SPEED=${SIM_SPEED:-60}
+SIM_SPEED=${SIM_SPEED:-180}
 export SIM_SPEED
 reason=$(sim_sandbox_unavailable_reason) && sim_die "cannot build the simulated router here: $reason"
 for t in mosquitto mosquitto_sub busybox; do
