@@ -221,7 +221,9 @@ std::string HostBackend::hw_version() {
 int HostBackend::mtd_index(std::string_view partition) {
     UniqueFile f(std::fopen(at("/proc/mtd").c_str(), "r"));
     if (!f) return -1;
-    std::string quoted = "\"" + std::string(partition) + "\"";
+    std::string quoted;
+    quoted.reserve(partition.size() + 2);
+    quoted.append(1, '"').append(partition).append(1, '"');
     char line[256];
     while (std::fgets(line, sizeof line, f.get())) {
         int index = -1;
