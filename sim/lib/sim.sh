@@ -197,7 +197,7 @@ sim_broker_start() {
         tries=$((tries + 1))
         [ $tries -le 20 ] || sim_die "could not start mosquitto on a free loopback port"
         # Spread by time, process and attempt, so that parallel tests pick different ports.
-        if [ -n "$want" ]; then port=$want; else port=$((20000 + ($(date +%s%N | cut -c7-15) + $$ * 7919 + tries * 104729) % 40000)); fi
+        if [ -n "$want" ]; then port=$want; else port=$((20000 + ($(date +%s%N | cut -c7-15 | sed "s/^0*//;s/^$/0/") + $$ * 7919 + tries * 104729) % 40000)); fi
         cat >"$dir/mosquitto.conf" <<EOF
 # Broker of the simulated router's cloud side: loopback only, nothing kept on disk.
 listener $port 127.0.0.1
