@@ -84,25 +84,32 @@ std::string serial_number_from_line(std::string_view line) {
     return word;
 }
 
-void acquire_firmware_version(Daemon& d) {
-    DevInfo& info = d.info;
+// Reads one identity value with up to three attempts one second apart. Returns the
+// number of failed attempts; the messages name the value as `what`.
+template <typename Read>
+int read_with_retries(std::string& value, int& missing, Read read, const char* what) {
     int failures = 0;
-    info.fw_version.clear();
+    value.clear();
     while (failures < kAttempts) {
-        info.fw_version = read_firmware_version();
-        if (!info.fw_version.empty()) {
-            std::printf("current firmware version=[%s]\n", info.fw_version.c_str());
-            info.fw_version_missing = 0;
-            break;
+        value = read();
+        if (!value.empty()) {
+            std::printf("current %s=[%s]\n", what, value.c_str());
+            missing = 0;
+            return failures;
         }
-        std::printf("Get firmware version fail[%s]\n", info.fw_version.c_str());
+        std::printf("Get %s fail[%s]\n", what, value.c_str());
         platform::sleep_seconds(1);
         ++failures;
     }
-    if (failures == kAttempts) {
-        std::puts("ERROR: firmware version is NULL");
-        info.fw_version_missing = 1;
-    }
+    std::printf("ERROR: %s is NULL\n", what);
+    missing = 1;
+    return failures;
+}
+
+void acquire_firmware_version(Daemon& d) {
+    DevInfo& info = d.info;
+    int failures = read_with_retries(info.fw_version, info.fw_version_missing,
+                                     read_firmware_version, "firmware version");
     write_identity_log(
         "echo %d/%d/%d %02d:%02d:%02d, fw_ver=%s, retries=%d > "
         "/tmp/router-analytics/latest_fw_ver_log.txt\n",
@@ -125,23 +132,8 @@ void acquire_mac_address(Daemon& d) {
 
 void acquire_serial_number(Daemon& d) {
     DevInfo& info = d.info;
-    int failures = 0;
-    info.serial.clear();
-    while (failures < kAttempts) {
-        info.serial = read_serial_number();
-        if (!info.serial.empty()) {
-            std::printf("current serial number=[%s]\n", info.serial.c_str());
-            info.serial_missing = 0;
-            break;
-        }
-        std::printf("Get serial number fail[%s]\n", info.serial.c_str());
-        platform::sleep_seconds(1);
-        ++failures;
-    }
-    if (failures == kAttempts) {
-        std::puts("ERROR: serial number is NULL");
-        info.serial_missing = 1;
-    }
+    int failures =
+        read_with_retries(info.serial, info.serial_missing, read_serial_number, "serial number");
     write_identity_log(
         "echo %d/%d/%d %02d:%02d:%02d, sn=%s, retries=%d > "
         "/tmp/router-analytics/latest_sn_log.txt\n",
