@@ -139,6 +139,11 @@ overlay() { # DIR: copy DIR/root over the router root and DIR/answers into /.sim
 }
 overlay "$common"
 overlay "$scen"
+# A scenario may generate part of its router (large tables) with a `generate` script,
+# run as `sh generate ROOT SIM_DIR` after the files above are in place.
+if [ -f "$scen/generate" ]; then
+    sh "$scen/generate" "$root" "$SIM_DIR" || die "the $(basename "$scen") generate script failed"
+fi
 [ -f "$root/etc/nvram.txt" ] || die "scenario has no root/etc/nvram.txt"
 [ -f "$root/etc/hw_version" ] || die "scenario has no root/etc/hw_version"
 : >"$root/.sim/commands.log"
