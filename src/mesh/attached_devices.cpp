@@ -279,6 +279,17 @@ void copy_or_report(FixedText<N>& field, const std::string& value, const char* m
     if (value.empty()) std::puts(missing);
 }
 
+// The user's value wins when the customisation flag lets it and the user set one; the
+// detected value is reported beside it either way.
+template <typename Field>
+void choose_user_or_detected(bool user_allowed, const std::string& user,
+                             const std::string& detected, Field& value, int& user_defined,
+                             Field& auto_detect) {
+    user_defined = user_allowed && !user.empty() ? 1 : 0;
+    value = user_defined ? user : detected;
+    auto_detect = detected;
+}
+
 void fill_fing_identity(AttachPass& p, std::string_view package, std::string_view mac,
                         const CustomFlags& flags, AttachDevEntry& e) {
     auto opt = [&](const char* option, size_t size) {
@@ -288,25 +299,13 @@ void fill_fing_identity(AttachPass& p, std::string_view package, std::string_vie
     std::string user_name = opt("devNameUser", kShortOptionSize);
     std::string detected_name = opt("devDPIName", kShortOptionSize);
     if (detected_name.empty()) detected_name = opt("devNameQrvx", kShortOptionSize);
-    if (flag_set(flags.name) && !user_name.empty()) {
-        e.name = user_name;
-        e.name_user_defined = 1;
-    } else {
-        e.name = detected_name;
-        e.name_user_defined = 0;
-    }
-    e.name_auto_detect = detected_name;
+    choose_user_or_detected(flag_set(flags.name), user_name, detected_name, e.name,
+                            e.name_user_defined, e.name_auto_detect);
 
     std::string user_model = opt("devMByUser", kOptionSize);
     std::string fing_model = opt("devMByFing", kOptionSize);
-    if (flag_set(flags.model) && !user_model.empty()) {
-        e.model = user_model;
-        e.model_user_defined = 1;
-    } else {
-        e.model = fing_model;
-        e.model_user_defined = 0;
-    }
-    e.model_auto_detect = fing_model;
+    choose_user_or_detected(flag_set(flags.model), user_model, fing_model, e.model,
+                            e.model_user_defined, e.model_auto_detect);
 
     std::string user_type = opt("devTypeNameByUser", kOptionSize);
     std::string detected_type = opt("devTypeNameByQRVX", kOptionSize);
