@@ -17,23 +17,19 @@
 #include "platform/platform.h"
 #include "platform/shell.h"
 #include "report/assembly.h"
+#include "report/event_files.h"
 #include "report/policy.h"
 #include "report/publish.h"
 
 namespace {
 
 constexpr const char* kFunc = "start_telemjson_deamon";
-constexpr const char* kDalEvent = "/tmp/telem_json_dal_dir/dal_event.json";
 constexpr const char* kFwSignal = "/tmp/telem_signal";
 constexpr const char* kFwNotSignal = "/tmp/telem_signal_not_trigger";
 constexpr const char* kSsoSignal = "/tmp/telem_sso";
 constexpr int kWatchTicks = 120;
 constexpr unsigned kTickSeconds = 5;
 constexpr int kTestTicksPerPass = 12;
-
-bool analytics_enabled() {
-    return ovraNvramConfig_get("RA_enable") == "1";
-}
 
 // nvram text as a number, the way the firmware reads it (atoi).
 int nvram_int(const char* key) {
@@ -77,12 +73,13 @@ std::string mib_text(long kb) {
 }
 
 // An alarm condition counts once it has held for `minutes`; the timer then starts
-// over, so a condition that lasts counts again after each further period.
-void run_alarm_timer(AlarmTimer& timer, bool over, int minutes, int& alarm) {
+// over, so a condition that lasts counts again after each further period. True when
+// an alarm was counted by this call.
+bool run_alarm_timer(AlarmTimer& timer, bool over, int minutes, int& alarm) {
     if (!over) {
         alarm = 0;
         timer.running = 0;
-        return;
+        return false;
     }
     uint32_t now = sys_uptime();
     if (!timer.running) {
@@ -91,7 +88,9 @@ void run_alarm_timer(AlarmTimer& timer, bool over, int minutes, int& alarm) {
     } else if (now - timer.start >= static_cast<uint32_t>(minutes) * 60u) {
         alarm = 1;
         timer.start = now;
+        return true;
     }
+    return false;
 }
 
 void take_memory_snapshots(Daemon& d) {
@@ -174,10 +173,10 @@ void prepare_daemon(Daemon& d) {
     load_DRI_interval(d, 1);
 }
 
-void sample_memory(Daemon& d) {
+bool sample_memory(Daemon& d) {
     auto lines =
         shell::capture_lines(std::string("cat /proc/meminfo > /tmp/meminfo"), "/tmp/meminfo", 256);
-    if (!lines) return;
+    if (!lines) return false;
     static constexpr const char* kFormats[5] = {
         "MemTotal:         %d kB", "MemFree:          %d kB", "MemAvailable:          %d kB",
         "Buffers:             %d kB", "Cached:            %d kB"};
@@ -191,14 +190,15 @@ void sample_memory(Daemon& d) {
     d.info.mem_total = mib_text(total);
     d.info.mem_free = mib_text(static_cast<long>(free_kb) + buffers + cached);
     d.info.mem_used = mib_text(static_cast<long>(total) - free_kb - buffers - cached);
-    run_alarm_timer(d.loop.memory_timer, d.info.mem_used_percent > d.policy.memory_utilization_high,
-                    d.policy.memory_utilization_duration, d.info.memory_alarm);
+    return run_alarm_timer(d.loop.memory_timer,
+                           d.info.mem_used_percent > d.policy.memory_utilization_high,
+                           d.policy.memory_utilization_duration, d.info.memory_alarm);
 }
 
-void check_cpu_alarm(Daemon& d) {
+bool check_cpu_alarm(Daemon& d) {
     get_cpu_load(d.info.cpu_load);
-    run_alarm_timer(d.loop.cpu_timer, d.info.cpu_load > d.policy.cpu_threshold_high,
-                    d.policy.cpu_threshold_duration, d.info.cpu_alarm);
+    return run_alarm_timer(d.loop.cpu_timer, d.info.cpu_load > d.policy.cpu_threshold_high,
+                           d.policy.cpu_threshold_duration, d.info.cpu_alarm);
 }
 
 void sample_cpu_cores(Daemon& d) {
@@ -255,11 +255,12 @@ void collect_current_info(Daemon& d) {
 void watch_phase(Daemon& d) {
     for (int tick = 0; tick < kWatchTicks; ++tick) {
         poll_thermal_sensors(d);
+        // The alarm report is asked for once, when an alarm is counted.
         bool memory_report_pending = d.info.memory_alarm == 1;
-        if (!memory_report_pending) sample_memory(d);
-        check_cpu_alarm(d);
-        if (d.info.memory_alarm == 1 || d.info.cpu_alarm == 1) create_device_json(d, 2);
-        if (platform::file_exists(kDalEvent)) create_device_json(d, 6);
+        bool counted = !memory_report_pending && sample_memory(d);
+        counted = check_cpu_alarm(d) || counted;
+        if (counted) create_device_json(d, 2);
+        if (platform::file_exists(kDalEventFile)) create_device_json(d, 6);
         platform::sleep_seconds(kTickSeconds);
         if (test_trigger_ends_watch(d)) return;
         serve_firmware_signals(d);

@@ -19,10 +19,12 @@ void collect_current_info(Daemon& d);
 void watch_phase(Daemon& d);
 // Restarts telem_heartbeat when it is not running.
 void supervise_heartbeat();
-// Samples /proc/meminfo into the collection record and runs the memory alarm timer.
-void sample_memory(Daemon& d);
+// Samples /proc/meminfo into the collection record and runs the memory alarm timer;
+// true when a memory alarm was counted.
+bool sample_memory(Daemon& d);
 // Overall CPU load and the CPU alarm timer.
-void check_cpu_alarm(Daemon& d);
+// True when a CPU alarm was counted.
+bool check_cpu_alarm(Daemon& d);
 // Per-core CPU usage of this pass.
 void sample_cpu_cores(Daemon& d);
 // True when the WAN counts as up for this pass.

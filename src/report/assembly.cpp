@@ -19,12 +19,7 @@ namespace {
 
 constexpr const char* kCpuAlarmMark = "/tmp/ra_cpu_alarm";
 constexpr const char* kMemoryAlarmMark = "/tmp/ra_memory_alarm";
-constexpr const char* kFirstKernelMark = "/tmp/first_kernel_ra";
 constexpr const char* kWifiCronScript = "/qrvx/crond_wifira.sh";
-
-bool analytics_enabled() {
-    return ovraNvramConfig_get("RA_enable") == "1";
-}
 
 // The schedule of one report part. Comparisons are on unsigned 32-bit seconds, so an
 // uptime that wrapped still measures the elapsed time correctly.
@@ -34,20 +29,34 @@ struct Due {
     bool force;
 };
 
-bool row_due(const ScheduleRow& row, const Due& due, bool interval_passes = false) {
+// How a report part reads its row. Most parts use every clause; the kernel reboot
+// report ignores the interval, the user option report ignores the force flag, and some
+// parts let an nvram switch stand in for the interval.
+struct RowRule {
+    bool interval_counts = true;
+    bool interval_passes = false;
+    bool force_counts = true;
+};
+
+bool row_due(const ScheduleRow& row, const Due& due, RowRule rule = {}) {
     uint32_t elapsed = due.now - row.last_update;
-    return row.last_update == 0 ||
-           ((row.interval < elapsed || interval_passes) && row.trigger == 0) ||
-           (due.first_delay < elapsed && row.trigger == 1) || due.force;
+    bool interval_done = rule.interval_counts && (row.interval < elapsed || rule.interval_passes);
+    return row.last_update == 0 || (interval_done && row.trigger == 0) ||
+           (due.first_delay < elapsed && row.trigger == 1) || (rule.force_counts && due.force);
+}
+
+// A report sent under the first-report rule is remembered for the publisher.
+void clear_first_report_flag(Daemon& d, ScheduleRow& row) {
+    if (row.trigger == 1) {
+        d.publish.first_publish_marker = 1;
+        row.trigger = 0;
+    }
 }
 
 // Records that a body went out under `row`.
 void mark_sent(Daemon& d, ScheduleRow& row, uint32_t now) {
     row.last_update = now;
-    if (row.trigger == 1) {
-        d.publish.first_publish_marker = 1;
-        row.trigger = 0;
-    }
+    clear_first_report_flag(d, row);
 }
 
 json::Ptr build(Daemon& d, const BodyBuilder& builder) {
@@ -90,9 +99,9 @@ bool build_routine_report(Daemon& d, cJSON* root, const Due& due) {
     }
 
     auto part = [&](int row_index, const char* name, const BodyBuilder& builder,
-                    bool interval_passes = false) {
+                    RowRule rule = {}) {
         ScheduleRow& row = rows[static_cast<size_t>(row_index)];
-        if (!row_due(row, due, interval_passes)) return;
+        if (!row_due(row, due, rule)) return;
         json::Ptr body = build(d, builder);
         if (!body) return;
         add_routine_body(root, name, std::move(body));
@@ -107,23 +116,18 @@ bool build_routine_report(Daemon& d, cJSON* root, const Due& due) {
     }
     part(ROW_CONNECTED_DEVICES, "connectedDeviceDetails", d.bodies.connectedDeviceDetails);
     part(ROW_AVS_ANALYTIC, "avsAnalytic", d.bodies.avsAnalytic,
-         ovraNvramConfig_get("RA_voice_report") == "0");
+         RowRule{.interval_passes = ovraNvramConfig_get("RA_voice_report") == "0"});
     return any;
 }
 
 bool build_kernel_reboot_report(Daemon& d, cJSON* root, const Due& due) {
     ScheduleRow& row = d.policy.rows[ROW_KERNEL_REBOOT];
-    uint32_t elapsed = due.now - row.last_update;
-    bool due_now =
-        row.last_update == 0 || (due.first_delay < elapsed && row.trigger == 1) || due.force;
-    if (!due_now || !d.info.kernel_reboot_pending) return false;
+    if (!row_due(row, due, RowRule{.interval_counts = false}) || !d.info.kernel_reboot_pending)
+        return false;
     json::Ptr body = build(d, d.bodies.kernelReboot);
     if (!body) return false;
     json::add(root, "kernelReboot", std::move(body));
-    if (row.trigger == 1) {
-        d.publish.first_publish_marker = 1;
-        row.trigger = 0;
-    }
+    clear_first_report_flag(d, row);
     doSystem("touch /tmp/first_kernel_ra");
     return true;
 }
@@ -206,21 +210,15 @@ bool build_dal_report(Daemon& d, cJSON* root) {
 bool build_user_option_report(Daemon& d, Due due) {
     if (!analytics_enabled()) due.now = sys_uptime();
     ScheduleRow& row = d.policy.rows[ROW_USER_OPTION];
-    bool override_interval = ovraNvramConfig_get("RA_useroption_report") == "0";
-    uint32_t elapsed = due.now - row.last_update;
-    bool due_now = row.last_update == 0 ||
-                   ((row.interval < elapsed || override_interval) && row.trigger == 0) ||
-                   (due.first_delay < elapsed && row.trigger == 1);
-    if (!due_now) return false;
+    RowRule rule{.interval_passes = ovraNvramConfig_get("RA_useroption_report") == "0",
+                 .force_counts = false};
+    if (!row_due(row, due, rule)) return false;
     row.last_update = due.now;
     if (d.loop.suppress_user_option) {
         d.loop.suppress_user_option = 0;
         return false;
     }
-    if (row.trigger == 1) {
-        d.publish.first_publish_marker = 1;
-        row.trigger = 0;
-    }
+    clear_first_report_flag(d, row);
     return true;
 }
 
@@ -239,6 +237,10 @@ bool publishing_gate(Daemon& d, int code) {
 }
 
 }  // namespace
+
+bool analytics_enabled() {
+    return ovraNvramConfig_get("RA_enable") == "1";
+}
 
 int check_stop_publish_event_type(Daemon& d, int code) {
     int count = d.policy.stop_publish_count;

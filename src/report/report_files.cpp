@@ -151,8 +151,10 @@ int write_report(Daemon& d, json::Ptr& doc, int code) {
     }
     // A pending retry republishes the shared file as it stands, whatever event type
     // wrote it last.
-    if (!report_copied_by_event_directory(code)) {
-        copy_to_type_file(kCopyWhenFinal, getHWVersion(), code);
-    }
+    if (!report_copied_by_event_directory(code)) copy_report_to_type_file(code);
     return 0;
+}
+
+void copy_report_to_type_file(int code) {
+    copy_to_type_file(kCopyWhenFinal, getHWVersion(), code);
 }

@@ -49,6 +49,8 @@ void reduction_size(Daemon& d);
 // While a retry of `code` is pending nothing is written: the per-type copy is taken
 // from the shared file as it stands, which is what the retry publishes.
 int write_report(Daemon& d, json::Ptr& doc, int code);
+// The per-type copy made once a report is final ("cat ... > ..." from the shared file).
+void copy_report_to_type_file(int code);
 // True for the Wi-Fi event report: write_report makes no per-type copy for it, since
 // the Wi-Fi event directory handling of create_device_json copies the report into the
 // waiting directory (and makes the per-type copy) once write_report has returned.

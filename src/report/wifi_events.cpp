@@ -10,6 +10,7 @@
 #include "report/event_files.h"
 #include "report/policy.h"
 #include "report/publish.h"
+#include "report/report_files.h"
 
 void hand_over_wifi_output() {
     platform::append_console("[TELEM_WIFI]: need to send wifiEvent log\n");
@@ -87,10 +88,7 @@ bool queue_wifi_event_report(Daemon& d, bool body) {
                 break;
             }
         }
-        shell::run(shell::compose(128,
-                                  "cat /tmp/telem_json_dir/telem_%s.json > "
-                                  "/tmp/telem_json_dir/telem_%s_%d.json",
-                                  shell::word(hw), shell::word(hw), 3));
+        copy_report_to_type_file(3);
         shell::run(shell::compose(
             256, "cat /tmp/telem_json_dir/telem_%s.json > %s/telem_wifi_%s_%d.json",
             shell::word(hw), shell::constant(kWifiEventDir), shell::word(hw), count));

@@ -301,6 +301,33 @@ TEST_F(MainLoop, FingPresenceIsProbedEveryPass) {
     EXPECT_EQ(d.info.attached.fing_present, 1);
 }
 
+TEST_F(MainLoop, CpuAlarmInWatchPhaseIsReportedOnce) {
+    fake->write(kPolicy,
+                R"({"reportMethod":"IoT","routerInfo":"1440","connectedDeviceDetails":"1440",
+                            "eventLogPolicy":[{"cpuThresholdHigh":"50","cpuThresholdDuration":"1"}]})");
+    fake->on_prefix("mpstat -P ALL",
+                    FakeBackend::outputs("Linux\n12:00:00 all 1 2 3 4 5 6 7 8 9 5.00\n"));
+    int builds = 0;
+    d.bodies.cpuUtilizations = [&builds](Daemon&) {
+        ++builds;
+        json::Ptr o = json::object();
+        json::add_string(o.get(), "alarmReason", "cpu");
+        return o;
+    };
+    fake->nvram.erase("ra_test_trigger");
+    start();
+    passes(1);
+    auto files = sent_files();
+    EXPECT_EQ(std::count(files.begin(), files.end(), "/tmp/telem_json_dir/telem_VRE670_2.json"), 1);
+    EXPECT_EQ(builds, 1);
+    // The pass asks once; the watch phase asks only when an alarm is counted, every 60 s
+    // (ticks 12, 24, ... 108 of 120): 1 + 9 requests, all but the first stopped by the
+    // mark file.
+    EXPECT_EQ(d.info.cpu_alarm, 1);
+    EXPECT_EQ(fake->commands_containing("echo 1 > /tmp/ra_cpu_alarm").size(), 1u);
+    EXPECT_EQ(count("[create_device_json,12195]"), 10u);
+}
+
 TEST_F(MainLoop, HundredsOfPassesRunOnTheFakeClock) {
     start();
     passes(300);
