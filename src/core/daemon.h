@@ -10,10 +10,10 @@
 #include <cstdint>
 #include <string>
 
+#include "json/json.h"
 #include "mesh/attached_devices.h"
 #include "platform/model.h"
 #include "report/bodies.h"
-#include "report/json.h"
 #include "report/policy.h"
 #include "report/publish.h"
 #include "report/report_files.h"
@@ -112,8 +112,8 @@ struct LoopState {
     int first_run = 0;             // no /tmp/first_kernel_ra yet
     int test_trigger = 0;
     int test_tick_count = 0;
-    int force_all = 0;          // makes every schedule due (test mode, SIGUSR1)
-    int skip_pass = 0;          // the pass-skipping flag
+    int force_all = 0;             // makes every schedule due (test mode, SIGUSR1)
+    int skip_pass = 0;             // the pass-skipping flag
     int suppress_user_option = 0;  // one-shot suppression of the code 4 report
     int internet_probe_ok = 0;
     AlarmTimer memory_timer;
@@ -139,6 +139,9 @@ struct Daemon {
     // header holds references, not copies, so this tree must outlive the report
     // document; it is replaced when the next DAL header is built.
     json::Ptr dal_header_source;
+    // The "routerInfo" object of the routine report being assembled, while the bodies
+    // of its row are built after it; not owned, null at any other time.
+    cJSON* routine_router_info = nullptr;
 };
 
 // Set by the SIGUSR1 handler; the one piece of state a signal handler may touch.

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "report/json.h"
+#include "json/json.h"
 
 struct Daemon;
 

@@ -86,7 +86,11 @@ bool build_routine_report(Daemon& d, cJSON* root, const Due& due) {
         if (info_row.trigger == 1) read_cable_modem_address(d);
         json::Ptr info = build(d, d.bodies.routerInfo);
         json::Ptr wifi = build(d, d.bodies.wifiConfig);
+        // The satellite report records the all-SSID clone state in the router
+        // information built just before it.
+        d.routine_router_info = info.get();
         json::Ptr sats = build(d, d.bodies.SatelliteInfo);
+        d.routine_router_info = nullptr;
         bool built = info || wifi || sats;
         add_routine_body(root, "routerInfo", std::move(info));
         add_routine_body(root, "wifiConfig", std::move(wifi));

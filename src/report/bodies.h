@@ -6,7 +6,7 @@
 
 #include <functional>
 
-#include "report/json.h"
+#include "json/json.h"
 
 struct Daemon;
 

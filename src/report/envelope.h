@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "report/json.h"
+#include "json/json.h"
 
 struct Daemon;
 

@@ -2,7 +2,7 @@
 // batch and the DAL event.
 #pragma once
 
-#include "report/json.h"
+#include "json/json.h"
 
 inline constexpr const char* kWifiEventFile = "/tmp/telem_json_dir/telem_wifi_event.json";
 inline constexpr const char* kDalEventFile = "/tmp/telem_json_dal_dir/dal_event.json";

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "report/json.h"
+#include "json/json.h"
 
 struct Daemon;
 

@@ -12,7 +12,7 @@
 #include "core/daemon.h"
 #include "platform/fs.h"
 #include "platform/platform.h"
-#include "report/json.h"
+#include "json/json.h"
 
 namespace {
 

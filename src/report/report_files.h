@@ -10,7 +10,7 @@
 
 #include <string>
 
-#include "report/json.h"
+#include "json/json.h"
 
 struct Daemon;
 

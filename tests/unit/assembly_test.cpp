@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "core/daemon.h"
-#include "report/json.h"
+#include "json/json.h"
 #include "support/fake_backend.h"
 
 using testing_support::FakeBackend;

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "core/daemon.h"
-#include "report/json.h"
+#include "json/json.h"
 #include "support/fake_backend.h"
 
 using testing_support::FakeBackend;

@@ -4,7 +4,7 @@
 
 #include "core/daemon.h"
 #include "report/assembly.h"
-#include "report/json.h"
+#include "json/json.h"
 #include "support/fake_backend.h"
 
 using testing_support::FakeBackend;

@@ -1,4 +1,4 @@
-#include "report/json.h"
+#include "json/json.h"
 
 #include <cstdio>
 #include <cstring>
