@@ -22,6 +22,11 @@ bool file_exists(std::string_view path) {
     return ::stat(resolve(path).c_str(), &st) == 0;
 }
 
+bool is_regular_file(std::string_view path) {
+    struct stat st;
+    return ::lstat(resolve(path).c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
 std::optional<uint64_t> file_size(std::string_view path) {
     struct stat st;
     if (::stat(resolve(path).c_str(), &st) != 0) return std::nullopt;

@@ -14,6 +14,9 @@ namespace platform {
 std::string resolve(std::string_view path);
 
 bool file_exists(std::string_view path);  // stat succeeds
+// A regular file itself: a directory, a device or a symbolic link (even one that
+// points at a regular file) is not.
+bool is_regular_file(std::string_view path);
 std::optional<uint64_t> file_size(std::string_view path);
 // The first line as fgets with a buffer of `bufsize` bytes would read it (newline
 // kept when it fits). Nothing when the file cannot be opened or is empty.

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "core/daemon.h"
 #include "platform/fs.h"
@@ -12,8 +13,15 @@
 #include "report/publish.h"
 #include "report/report_files.h"
 
+namespace {
+// The console gets the first 39 characters of this line only: it stops at "wifiEvent
+// lo", without the newline; the move line written next begins with its own newline.
+constexpr std::string_view kHandOverConsoleLine =
+    std::string_view("[TELEM_WIFI]: need to send wifiEvent log\n").substr(0, 39);
+}  // namespace
+
 void hand_over_wifi_output() {
-    platform::append_console("[TELEM_WIFI]: need to send wifiEvent log\n");
+    platform::append_console(kHandOverConsoleLine);
     doSystem(std::string("cat ") + kWifiOutputFile);
     std::string mv = std::string("mv ") + kWifiOutputFile + " " + kWifiEventFile;
     platform::append_console("\n[TELEM_WIFI]: " + mv + "\n");
@@ -65,7 +73,7 @@ int count_waiting_files() {
     int count = 0;
     for (const auto& name : *names) {
         std::string path = std::string(kWifiEventDir) + "/" + name;
-        if (name.find(".json") != std::string::npos && platform::file_exists(path)) ++count;
+        if (name.find(".json") != std::string::npos && platform::is_regular_file(path)) ++count;
     }
     return count;
 }

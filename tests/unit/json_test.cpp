@@ -52,6 +52,43 @@ TEST(JsonRules, ArrayRefusesItselfAndFreesNothingTwice) {
     EXPECT_EQ(json::print_compact(arr.get()), "[1,2]");
 }
 
+// An item that carries a name (one taken out of a parsed object, say) is held to the
+// duplicate-member rule inside an array too; unnamed items never collide.
+TEST(JsonRules, NamedItemAddedToArrayUnderTakenNameIsDropped) {
+    // The parser keeps both members of a document that repeats a name.
+    json::Ptr source = json::parse(R"({"macAddress":"first","macAddress":"second"})");
+    ASSERT_TRUE(source);
+    json::Ptr first(cJSON_DetachItemFromObject(source.get(), "macAddress"));
+    json::Ptr second(cJSON_DetachItemFromObject(source.get(), "macAddress"));
+    ASSERT_TRUE(first && second);
+    ASSERT_STREQ(second->valuestring, "second");
+
+    json::Ptr arr = json::array();
+    json::add_to_array(arr.get(), json::number(1));
+    testing::internal::CaptureStdout();
+    json::add_to_array(arr.get(), std::move(first));
+    json::add_to_array(arr.get(), std::move(second));  // freed by the rule
+    json::add_to_array(arr.get(), json::number(2));
+    std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out, "\n[RA format warning] warning duplicate attribute name = macAddress   \n");
+    EXPECT_EQ(cJSON_GetArraySize(arr.get()), 3);
+    EXPECT_EQ(json::print_compact(arr.get()), R"([1,"first",2])");
+}
+
+TEST(JsonRules, NamedItemInArrayComparesNamesExactly) {
+    json::Ptr source = json::parse(R"({"stage":"a","Stage":"b"})");
+    ASSERT_TRUE(source);
+    json::Ptr lower(cJSON_DetachItemFromObjectCaseSensitive(source.get(), "stage"));
+    json::Ptr upper(cJSON_DetachItemFromObjectCaseSensitive(source.get(), "Stage"));
+    ASSERT_TRUE(lower && upper);
+    json::Ptr arr = json::array();
+    testing::internal::CaptureStdout();
+    json::add_to_array(arr.get(), std::move(lower));
+    json::add_to_array(arr.get(), std::move(upper));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(cJSON_GetArraySize(arr.get()), 2);
+}
+
 TEST(JsonRules, ReferenceShowsItemWithoutOwningIt) {
     json::Ptr source = json::parse(R"({"ts":{"date":[1,2,3]},"n":5,"s":"x"})");
     ASSERT_TRUE(source);

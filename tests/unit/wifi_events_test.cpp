@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "core/daemon.h"
-#include "report/assembly.h"
 #include "json/json.h"
+#include "report/assembly.h"
 #include "support/fake_backend.h"
 
 using testing_support::FakeBackend;
@@ -80,9 +82,44 @@ TEST_F(WifiEvents, DueBatchHandsOverTheWifiDaemonOutput) {
                                         "/tmp/telem_json_dir/telem_wifi_event.json")
                   .size(),
               1u);
-    EXPECT_NE(fake->console().find("[TELEM_WIFI]: need to send wifiEvent log\n"),
-              std::string::npos);
+    EXPECT_NE(fake->console().find("[TELEM_WIFI]: need to send wifiEvent lo"), std::string::npos);
     EXPECT_EQ(d.policy.rows[ROW_WIFI_EVENT_SEND].last_update, 50000u);
+}
+
+TEST_F(WifiEvents, HandOverWritesThirtyNineCharactersOfItsFirstLineToConsole) {
+    hand_over_wifi_output();
+    const std::string first = "[TELEM_WIFI]: need to send wifiEvent lo";
+    ASSERT_EQ(first.size(), 39u);
+    EXPECT_EQ(fake->console(), first +
+                                   "\n[TELEM_WIFI]: mv /tmp/telem_json_dir/telem_wifi_output.json "
+                                   "/tmp/telem_json_dir/telem_wifi_event.json\n");
+}
+
+TEST_F(WifiEvents, OnlyRegularJsonFilesCountAsWaiting) {
+    fake->write(file(0), "{}");
+    fake->mkdir(std::string(kDir) + "/old.json");
+    std::filesystem::create_symlink(fake->root() + file(0),
+                                    fake->root() + std::string(kDir) + "/link.json");
+    fake->write(std::string(kDir) + "/notes.txt", "x");
+    events_waiting();
+    std::string out = run();
+    // One waiting file is under the maximum of 2: nothing is removed and the new
+    // report takes index 1.
+    EXPECT_EQ(out.find("Exceed wifiEventMaxNumber"), std::string::npos);
+    EXPECT_TRUE(fake->exists(file(0)));
+    EXPECT_TRUE(fake->exists(file(1)));
+    EXPECT_FALSE(fake->exists(file(3)));
+}
+
+TEST_F(WifiEvents, DirectoryAndLinkNamedJsonAreNotFilesToSend) {
+    d.policy.report_method = "IoT";
+    fake->mkdir(std::string(kDir) + "/old.json");
+    fake->write("/tmp/elsewhere.json", "{}");
+    std::filesystem::create_symlink(fake->root() + "/tmp/elsewhere.json",
+                                    fake->root() + std::string(kDir) + "/link.json");
+    std::string out = run();
+    EXPECT_NE(out.find("\n[WIFI RA] Group 3 : No files to be sent."), std::string::npos);
+    EXPECT_TRUE(fake->commands_containing("awsiotpub").empty());
 }
 
 TEST_F(WifiEvents, FirstCallOnlyStartsTheSendTimer) {
