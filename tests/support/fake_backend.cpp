@@ -250,6 +250,7 @@ void FakeBackend::sleep_seconds(unsigned seconds) {
     sleeps.push_back(seconds);
     now_uptime += seconds;
     now_wall += seconds;
+    if (on_sleep) on_sleep(seconds);
 }
 
 int FakeBackend::random() {

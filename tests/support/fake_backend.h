@@ -50,6 +50,9 @@ class FakeBackend : public platform::Backend {
     // Lines that contain `part`.
     std::vector<std::string> commands_containing(const std::string& part) const;
     std::vector<unsigned> sleeps;
+    // Called after each sleep has advanced the clock: what other programs do on the
+    // router meanwhile (a service answering an nvram request, say).
+    std::function<void(unsigned seconds)> on_sleep;
     std::vector<int> soapc_requests;
 
     // --- router state ------------------------------------------------------------
