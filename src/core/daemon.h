@@ -17,6 +17,7 @@
 #include "report/policy.h"
 #include "report/publish.h"
 #include "report/report_files.h"
+#include "state/router_config.h"
 
 // Presence of optional firmware features, probed once at start.
 struct FeatureFlags {
@@ -96,6 +97,11 @@ struct DevInfo {
     int notTriggeredByFirmwareUpgrade = 0;
     int login_event = 0;
     int install_event = 0;
+
+    // --- router configuration ---
+    // Shield status, the values of the last "routerConfig" (with the USB-storage
+    // on/off record) and the count of groups it recorded.
+    RouterConfigRecord router_config;
 };
 
 // How long an alarm condition has held.

@@ -179,10 +179,11 @@ bool build_event_report(Daemon& d, cJSON* root) {
 }
 
 // The Wi-Fi analytics schedule (row 5) rides on the Wi-Fi event report: it starts the
-// router's Wi-Fi collection script and asks the satellites for theirs.
-void run_wifi_analytics_schedule(Daemon& d, const Due& due) {
+// router's Wi-Fi collection script, asks the satellites for theirs, and adds the
+// router's own "wifiAnalytics" to the report. True when that body was added.
+bool run_wifi_analytics_schedule(Daemon& d, cJSON* root, const Due& due) {
     ScheduleRow& row = d.policy.rows[ROW_WIFI_ANALYTICS];
-    if (!row_due(row, due)) return;
+    if (!row_due(row, due)) return false;
     row.last_update = due.now;
     row.trigger = 0;
     if (platform::file_exists(kWifiCronScript)) doSystem("/bin/sh /qrvx/crond_wifira.sh &");
@@ -190,6 +191,10 @@ void run_wifi_analytics_schedule(Daemon& d, const Due& due) {
         hook_soapc(1063);
         platform::sleep_seconds(3);
     }
+    json::Ptr body = build(d, d.bodies.wifiAnalytics);
+    if (!body) return false;
+    json::add(root, "wifiAnalytics", std::move(body));
+    return true;
 }
 
 // Event type 6: the DAL event file's second member becomes the body. The file is
@@ -293,9 +298,9 @@ int create_device_json(Daemon& d, int code) {
                 {
                     WifiBatch batch = collect_wifi_event_batch(d, root.get(), due.now,
                                                                due.first_delay, due.force);
-                    run_wifi_analytics_schedule(d, due);
-                    send = batch.due;
-                    wifi_body = batch.body;
+                    bool analytics = run_wifi_analytics_schedule(d, root.get(), due);
+                    send = batch.due || analytics;
+                    wifi_body = batch.body || analytics;
                     break;
                 }
             case 4:

@@ -28,6 +28,8 @@ struct ReportBodies {
     BodyBuilder memoryUsage;
     BodyBuilder firmwareUpgradeAnalytics;
     BodyBuilder ssorapLoginEvent;
+    // Wi-Fi analytics, sent with the Wi-Fi event report (event type 3) when due.
+    BodyBuilder wifiAnalytics;
     // Fills the install event body of a DAL event (event type 6) before it is sent.
     std::function<void(Daemon&, cJSON* body)> installEvent;
 };
