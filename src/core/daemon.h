@@ -12,6 +12,7 @@
 
 #include "json/json.h"
 #include "mesh/attached_devices.h"
+#include "mesh/satellites.h"
 #include "platform/model.h"
 #include "report/bodies.h"
 #include "report/policy.h"
@@ -88,6 +89,9 @@ struct DevInfo {
 
     // --- attached devices ---
     AttachedDevices attached;
+
+    // --- satellites ---
+    SatelliteCache satellites;
 
     // --- events and alarms ---
     int cpu_alarm = 0;

@@ -2,6 +2,7 @@
 
 #include "mesh/connected_devices.h"
 #include "mesh/voice_analytics.h"
+#include "mesh/satellites.h"
 #include "report/firmware_upgrade.h"
 #include "state/router_config.h"
 #include "state/wifi_analytics.h"
@@ -9,6 +10,7 @@
 
 ReportBodies default_report_bodies() {
     ReportBodies b;
+    b.SatelliteInfo = satellite_info_body;
     b.connectedDeviceDetails = create_connected_device_detail_obj;
     b.firmwareUpgradeAnalytics = create_firmware_upgrade_obj;
     b.avsAnalytic = create_satellite_voice_obj;

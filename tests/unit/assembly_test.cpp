@@ -61,6 +61,8 @@ class Assembly : public ::testing::Test {
     std::string out;
 };
 
+// Leaves the connected-device row the only routine body, so its schedule alone decides
+// what is published.
 TEST_F(Assembly, RoutineReportWithConsentCarriesHeaderAndDeviceBody) {
     EXPECT_EQ(run(1), 0);
     ASSERT_EQ(published().size(), 1u);
