@@ -96,7 +96,7 @@ describe_report() {
 }
 
 summary() {
-    n=$(ls "$reports" | grep -c '^[0-9]*\.json$')
+    n=$(sim_received_reports "$reports" | wc -l)
     sim_say "$n report(s) received by the broker's subscriber"
     if [ -f "$work/.event-types" ]; then
         sort -n "$work/.event-types" | uniq -c | while read -r count ev; do
@@ -172,11 +172,11 @@ while :; do
         show_daemon_lines $((shown + 1)) "$lines"
         shown=$lines
     fi
-    for f in $(ls "$reports" | grep '^[0-9]*\.json$' | sort); do
-        n=${f%.json}
-        n=$(expr "$n" + 0)
+    for f in $(sim_received_reports "$reports"); do
+        n=${f##*/}
+        n=$(expr "${n%.json}" + 0)
         [ "$n" -gt "$seen" ] || continue
-        describe_report "$reports/$f"
+        describe_report "$f"
         seen=$n
     done
     if [ $((elapsed - last_status)) -ge 30 ]; then

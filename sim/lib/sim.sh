@@ -140,6 +140,7 @@ sim_session_stop() {
     i=0
     while [ -n "$(sim_procs_in_root "$root")" ]; do
         i=$((i + 1))
+        # shellcheck disable=SC2046 # one PID a word
         [ $i -eq 50 ] && kill -KILL $(sim_procs_in_root "$root") 2>/dev/null
         if [ $i -gt 100 ]; then
             sim_say "processes still running in $root: $(sim_procs_in_root "$root" | tr '\n' ' ')"
@@ -263,6 +264,17 @@ sim_collector_stop() {
         wait "$SIM_COLLECTOR_PID" 2>/dev/null
         SIM_COLLECTOR_PID=
     fi
+}
+
+# sim_received_reports DIR: the messages the collector saved in DIR (DIR/NNNN.json),
+# one path a line, in arrival order.
+sim_received_reports() {
+    for f in "$1"/[0-9]*.json; do
+        n=${f##*/}
+        case ${n%.json} in *[!0-9]*) continue ;; esac
+        [ -f "$f" ] && echo "$f"
+    done
+    return 0
 }
 
 # --- waiting ----------------------------------------------------------------------------------

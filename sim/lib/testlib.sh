@@ -58,7 +58,7 @@ t_pass() {
 # sends documents of its own).
 t_check_received_reports() {
     [ "${T_DAEMON_STARTED:-0}" = 1 ] && [ -n "${T_REPORTS:-}" ] || return 0
-    received=$(ls "$T_REPORTS" 2>/dev/null | grep '^[0-9]*\.json$' | sort | sed "s|^|$T_REPORTS/|")
+    received=$(sim_received_reports "$T_REPORTS")
     [ -n "$received" ] || return 0
     # shellcheck disable=SC2086 # one path per received report, no blanks in them
     # Debian's interpreter first: python3-jsonschema is installed for it.
@@ -141,9 +141,9 @@ t_out_has() { grep -qF -- "$1" "$T_ROOT/.sim/session.out"; }
 
 # Received reports (files) whose routerHardware.eventType is EVENT, in arrival order.
 t_reports_of_type() {
-    for f in $(ls "$T_REPORTS" 2>/dev/null | grep '^[0-9]*\.json$' | sort); do
-        ev=$(jq -r '.routerHardware.eventType // empty' "$T_REPORTS/$f" 2>/dev/null)
-        [ "$ev" = "$1" ] && echo "$T_REPORTS/$f"
+    for f in $(sim_received_reports "$T_REPORTS"); do
+        ev=$(jq -r '.routerHardware.eventType // empty' "$f" 2>/dev/null)
+        [ "$ev" = "$1" ] && echo "$f"
     done
     return 0
 }
