@@ -4,7 +4,7 @@
 set -eu
 PKGS="build-essential cmake pkg-config libcjson-dev libmd-dev libgtest-dev libgmock-dev \
 libbenchmark-dev libmosquitto-dev mosquitto mosquitto-clients busybox-static libfaketime faketime \
-jq"
+jq python3-jsonschema shellcheck openssl"
 missing=""
 for p in $PKGS; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"

@@ -17,7 +17,12 @@ mkfifo "$fifo"
 mosquitto_sub -h "$host" -p "$port" -i "$id" -q 1 -t '#' -F '%l %x' >"$fifo" &
 sub=$!
 trap 'kill $sub 2>/dev/null; rm -f "$fifo"; exit 0' TERM INT HUP
-n=$(ls "$out" | grep -c '^[0-9]*\.json$')
+n=0
+for f in "$out"/[0-9]*.json; do
+    b=${f##*/}
+    case ${b%.json} in *[!0-9]*) continue ;; esac
+    [ -f "$f" ] && n=$((n + 1))
+done
 while IFS=' ' read -r len hex; do
     n=$((n + 1))
     f=$(printf '%s/%04d.json' "$out" "$n")

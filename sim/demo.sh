@@ -14,6 +14,9 @@
 #                    (default 60: the daemon's ten-minute pass takes ten seconds)
 #   DEMO_DIR         where to put the run (default: a new directory under $TMPDIR or /tmp)
 #   SIM_KEEP_ROOT=1  keep the generated router tree after the run
+#   DEMO_TLS=1       publish over mutual TLS: certificates are made for the run, the
+#                    broker's TLS listener requires the router's client certificate
+#                    (plain MQTT is the default)
 set -u
 SIM_DIR=$(cd "$(dirname "$0")" && pwd)
 . "$SIM_DIR/lib/sim.sh"
@@ -96,7 +99,7 @@ describe_report() {
 }
 
 summary() {
-    n=$(ls "$reports" | grep -c '^[0-9]*\.json$')
+    n=$(sim_received_reports "$reports" | wc -l)
     sim_say "$n report(s) received by the broker's subscriber"
     if [ -f "$work/.event-types" ]; then
         sort -n "$work/.event-types" | uniq -c | while read -r count ev; do
@@ -147,12 +150,28 @@ telem_json_running() {
 sim_say "work folder: $work"
 sim_mkroot "$bin" "$scenario" "$root" >/dev/null || exit 1
 sim_say "router: scenario $scenario ($(head -n 1 "$root/etc/hw_version")), root $root"
+if [ "${DEMO_TLS:-0}" = 1 ]; then
+    command -v openssl >/dev/null 2>&1 || sim_die "openssl is missing (make deps installs it)"
+    SIM_BROKER_TLS_DIR=$work/tls
+    sim_tls_certs "$SIM_BROKER_TLS_DIR"
+    # The router's copy of its certificates, where its publisher reads them.
+    mkdir -p "$root/etc/telem_tls"
+    cp "$SIM_BROKER_TLS_DIR/ca.crt" "$SIM_BROKER_TLS_DIR/client.crt" "$SIM_BROKER_TLS_DIR/client.key" "$root/etc/telem_tls/"
+fi
 sim_broker_start "$work/broker" || exit 1
 sim_say "broker: mosquitto on 127.0.0.1:$SIM_BROKER_PORT (log $work/broker/broker.log)"
 sim_collector_start "$work/broker" "$reports" || exit 1
 sim_say "subscriber: every message is saved in $reports"
 AWSIOTPUB_HOST=127.0.0.1 AWSIOTPUB_PORT=$SIM_BROKER_PORT
 export AWSIOTPUB_HOST AWSIOTPUB_PORT
+if [ "${DEMO_TLS:-0}" = 1 ]; then
+    AWSIOTPUB_PORT=$SIM_BROKER_TLS_PORT AWSIOTPUB_CAFILE=/etc/telem_tls/ca.crt
+    AWSIOTPUB_CERTFILE=/etc/telem_tls/client.crt AWSIOTPUB_KEYFILE=/etc/telem_tls/client.key
+    export AWSIOTPUB_CAFILE AWSIOTPUB_CERTFILE AWSIOTPUB_KEYFILE
+    sim_say "publisher: mutual TLS to 127.0.0.1:$AWSIOTPUB_PORT with the client certificate /etc/telem_tls/client.crt (certificates in $SIM_BROKER_TLS_DIR)"
+else
+    sim_say "publisher: plain MQTT to 127.0.0.1:$AWSIOTPUB_PORT (DEMO_TLS=1 for mutual TLS)"
+fi
 sim_session_start "$root" /usr/bin/telem_json
 if [ "$seconds" -gt 0 ]; then until_text="for $seconds s"; else until_text="until Ctrl-C"; fi
 sim_say "telem_json started, clock x$SIM_SPEED ($until_text)"
@@ -172,11 +191,11 @@ while :; do
         show_daemon_lines $((shown + 1)) "$lines"
         shown=$lines
     fi
-    for f in $(ls "$reports" | grep '^[0-9]*\.json$' | sort); do
-        n=${f%.json}
-        n=$(expr "$n" + 0)
+    for f in $(sim_received_reports "$reports"); do
+        n=${f##*/}
+        n=$(expr "${n%.json}" + 0)
         [ "$n" -gt "$seen" ] || continue
-        describe_report "$reports/$f"
+        describe_report "$f"
         seen=$n
     done
     if [ $((elapsed - last_status)) -ge 30 ]; then

@@ -159,6 +159,46 @@ std::string env_or(const char* name, std::string fallback) {
     return v && *v ? std::string(v) : std::move(fallback);
 }
 
+bool readable_file(const char* variable, const std::string& path, std::string& error) {
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(path, ec)) {
+        error = std::string(variable) + " " + path +
+                " cannot be read: " + (ec ? ec.message() : std::string("not a regular file"));
+        return false;
+    }
+    if (::access(path.c_str(), R_OK) != 0) {
+        error = std::string(variable) + " " + path + " cannot be read: " + std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
+// A client certificate needs its key and the reverse; both need the CA that turns TLS
+// on. Each file must be readable: the TLS library would only say "invalid arguments".
+bool tls_files_usable(const BrokerSettings& s, std::string& error) {
+    if (s.cafile.empty()) {
+        if (!s.certfile.empty() || !s.keyfile.empty()) {
+            error = "AWSIOTPUB_CERTFILE/AWSIOTPUB_KEYFILE need AWSIOTPUB_CAFILE (TLS)";
+            return false;
+        }
+        return true;
+    }
+    if (!s.certfile.empty() && s.keyfile.empty()) {
+        error =
+            "AWSIOTPUB_CERTFILE is set without AWSIOTPUB_KEYFILE (the client certificate's key)";
+        return false;
+    }
+    if (s.certfile.empty() && !s.keyfile.empty()) {
+        error = "AWSIOTPUB_KEYFILE is set without AWSIOTPUB_CERTFILE";
+        return false;
+    }
+    if (!readable_file("AWSIOTPUB_CAFILE", s.cafile, error)) return false;
+    if (!s.certfile.empty() && !readable_file("AWSIOTPUB_CERTFILE", s.certfile, error))
+        return false;
+    if (!s.keyfile.empty() && !readable_file("AWSIOTPUB_KEYFILE", s.keyfile, error)) return false;
+    return true;
+}
+
 std::optional<BrokerSettings> broker_settings_from_env(std::string& error) {
     BrokerSettings s;
     s.host = env_or("AWSIOTPUB_HOST", s.host);
@@ -181,6 +221,7 @@ std::optional<BrokerSettings> broker_settings_from_env(std::string& error) {
     s.cafile = env_or("AWSIOTPUB_CAFILE", "");
     s.certfile = env_or("AWSIOTPUB_CERTFILE", "");
     s.keyfile = env_or("AWSIOTPUB_KEYFILE", "");
+    if (!tls_files_usable(s, error)) return std::nullopt;
     s.username = env_or("AWSIOTPUB_USERNAME", "");
     s.password = env_or("AWSIOTPUB_PASSWORD", "");
     return s;
@@ -270,6 +311,7 @@ using MosquittoPtr = std::unique_ptr<mosquitto, MosquittoDeleter>;
 
 // What the callbacks learn, read by the waiting loops.
 struct SessionEvents {
+    std::string last_library_error;  // the TLS library's reason, through the log callback
     bool connack_received = false;
     int connack_code = -1;
     bool disconnected = false;
@@ -286,6 +328,7 @@ class Session {
         mosquitto_connect_callback_set(handle_.get(), on_connect);
         mosquitto_disconnect_callback_set(handle_.get(), on_disconnect);
         mosquitto_publish_callback_set(handle_.get(), on_publish);
+        mosquitto_log_callback_set(handle_.get(), on_log);
     }
 
     bool valid() const { return handle_ != nullptr; }
@@ -354,6 +397,12 @@ class Session {
         ev->disconnected = true;
         ev->disconnect_code = rc;
     }
+    // The library reports why a TLS handshake failed ("certificate verify failed",
+    // "certificate expired") only in its log; keep the last error for the ERROR line.
+    static void on_log(mosquitto*, void* obj, int level, const char* text) {
+        if (level == MOSQ_LOG_ERR && text)
+            static_cast<SessionEvents*>(obj)->last_library_error = text;
+    }
     static void on_publish(mosquitto*, void* obj, int mid) {
         static_cast<SessionEvents*>(obj)->acknowledged.push_back(mid);
     }
@@ -368,11 +417,23 @@ class Session {
         }
         int rc = mosquitto_loop(handle_.get(), kLoopSliceMs, 1);
         if (events_.disconnected && !events_.connack_received) {
-            error = "connection to " + endpoint() + " closed before CONNACK";
+            error = "connection to " + endpoint() + " closed before CONNACK" + tls_hint(rc);
             return false;
         }
         if (rc == MOSQ_ERR_SUCCESS) return true;
-        return fail(error, std::string("connection to ") + endpoint() + " lost while " + what, rc);
+        fail(error, std::string("connection to ") + endpoint() + " lost while " + what, rc);
+        error += tls_hint(rc);
+        return false;
+    }
+
+    // Why a TLS connection failed, when the library told; empty without TLS.
+    std::string tls_hint(int rc) const {
+        if (settings_.cafile.empty()) return "";
+        if (rc != MOSQ_ERR_TLS && events_.last_library_error.empty() && events_.connack_received)
+            return "";
+        std::string hint = " (TLS";
+        if (!events_.last_library_error.empty()) hint += ": " + events_.last_library_error;
+        return hint + "; check AWSIOTPUB_CAFILE, AWSIOTPUB_CERTFILE and AWSIOTPUB_KEYFILE)";
     }
 
     static bool fail(std::string& error, const std::string& what, int rc) {

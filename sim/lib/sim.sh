@@ -140,6 +140,7 @@ sim_session_stop() {
     i=0
     while [ -n "$(sim_procs_in_root "$root")" ]; do
         i=$((i + 1))
+        # shellcheck disable=SC2046 # one PID a word
         [ $i -eq 50 ] && kill -KILL $(sim_procs_in_root "$root") 2>/dev/null
         if [ $i -gt 100 ]; then
             sim_say "processes still running in $root: $(sim_procs_in_root "$root" | tr '\n' ' ')"
@@ -184,9 +185,44 @@ sim_nvram_get() {
 
 # --- MQTT broker and collector --------------------------------------------------------------
 
+# sim_tls_certs DIR: make, with openssl, a certificate authority (DIR/ca.crt), the
+# broker's certificate for 127.0.0.1 (DIR/server.crt, server.key) and a client
+# certificate (DIR/client.crt, client.key) signed by it; and for failure tests a second,
+# unrelated authority (DIR/wrong-ca.crt) and a client certificate that expired in 2020
+# (DIR/expired.crt, its key DIR/client.key).
+sim_tls_certs() {
+    d=$1
+    mkdir -p "$d"
+    (
+        cd "$d" || exit 1
+        key() { openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:prime256v1 -out "$1" 2>/dev/null; }
+        ca() { # NAME SUBJECT
+            key "$1.key" && openssl req -x509 -new -key "$1.key" -subj "$2" -days 30 -out "$1.crt" 2>/dev/null
+        }
+        sign() { # NAME KEY SUBJECT EXTENSIONS [openssl prefix...]
+            n=$1 k=$2 subj=$3 ext=$4
+            shift 4
+            openssl req -new -key "$k" -subj "$subj" -out "$n.csr" 2>/dev/null &&
+                printf '%s\n' "$ext" >"$n.ext" &&
+                "$@" openssl x509 -req -in "$n.csr" -CA ca.crt -CAkey ca.key -CAcreateserial \
+                    -days 2 -extfile "$n.ext" -out "$n.crt" 2>/dev/null
+        }
+        ca ca "/CN=telem-sim test CA" &&
+            ca wrong-ca "/CN=some other CA" &&
+            key server.key && key client.key &&
+            sign server server.key "/CN=127.0.0.1" "subjectAltName=IP:127.0.0.1,DNS:localhost" &&
+            sign client client.key "/CN=telem-sim router" "extendedKeyUsage=clientAuth" &&
+            sign expired client.key "/CN=telem-sim router" "extendedKeyUsage=clientAuth" \
+                faketime "2020-01-01 00:00:00"
+    ) || sim_die "could not make the TLS certificates in $d (openssl and faketime are needed)"
+    chmod 644 "$d"/*.key
+}
+
 # sim_broker_start DIR [PORT]: start a mosquitto bound to 127.0.0.1 with its
 # configuration and log in DIR (no persistence). Without PORT a free port is chosen.
-# Sets SIM_BROKER_PORT and SIM_BROKER_PID.
+# Sets SIM_BROKER_PORT and SIM_BROKER_PID. With SIM_BROKER_TLS_DIR set (certificates
+# made by sim_tls_certs) the broker also listens with TLS on SIM_BROKER_TLS_PORT (the
+# next port) and requires a client certificate there.
 sim_broker_start() {
     dir=$1
     want=${2:-}
@@ -212,6 +248,16 @@ log_type information
 log_type subscribe
 connection_messages true
 EOF
+        if [ -n "${SIM_BROKER_TLS_DIR:-}" ]; then
+            cat >>"$dir/mosquitto.conf" <<EOF
+# Mutual TLS, as the cloud's IoT endpoint: the client must show a certificate of our CA.
+listener $((port + 1)) 127.0.0.1
+cafile $SIM_BROKER_TLS_DIR/ca.crt
+certfile $SIM_BROKER_TLS_DIR/server.crt
+keyfile $SIM_BROKER_TLS_DIR/server.key
+require_certificate true
+EOF
+        fi
         : >"$dir/broker.log"
         mosquitto -c "$dir/mosquitto.conf" >>"$dir/broker.out" 2>&1 &
         SIM_BROKER_PID=$!
@@ -219,6 +265,7 @@ EOF
         while [ $i -lt 50 ]; do
             if grep -q " running" "$dir/broker.log" 2>/dev/null; then
                 SIM_BROKER_PORT=$port
+                SIM_BROKER_TLS_PORT=$((port + 1))
                 return 0
             fi
             kill -0 "$SIM_BROKER_PID" 2>/dev/null || break
@@ -263,6 +310,17 @@ sim_collector_stop() {
         wait "$SIM_COLLECTOR_PID" 2>/dev/null
         SIM_COLLECTOR_PID=
     fi
+}
+
+# sim_received_reports DIR: the messages the collector saved in DIR (DIR/NNNN.json),
+# one path a line, in arrival order.
+sim_received_reports() {
+    for f in "$1"/[0-9]*.json; do
+        n=${f##*/}
+        case ${n%.json} in *[!0-9]*) continue ;; esac
+        [ -f "$f" ] && echo "$f"
+    done
+    return 0
 }
 
 # --- waiting ----------------------------------------------------------------------------------

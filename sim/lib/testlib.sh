@@ -47,8 +47,28 @@ t_fail() {
 }
 
 t_pass() {
+    t_check_received_reports
     echo "PASS: $*"
     exit 0
+}
+
+# Every report the daemon published in this test must match the published format
+# (schemas/); a report that breaks it fails the test with the member's path and the
+# rule broken. Only reports of a test that ran the daemon are checked (a publisher test
+# sends documents of its own).
+t_check_received_reports() {
+    [ "${T_DAEMON_STARTED:-0}" = 1 ] && [ -n "${T_REPORTS:-}" ] || return 0
+    received=$(sim_received_reports "$T_REPORTS")
+    [ -n "$received" ] || return 0
+    # shellcheck disable=SC2086 # one path per received report, no blanks in them
+    # Debian's interpreter first: python3-jsonschema is installed for it.
+    py=/usr/bin/python3
+    [ -x "$py" ] || py=python3
+    out=$("$py" "$SRC/tools/validate_report.py" $received 2>&1)
+    rc=$?
+    [ $rc -eq 0 ] || t_fail "received reports do not match the published format (schemas/):
+$out"
+    t_log "$(echo "$received" | wc -l) received report(s) match the published format"
 }
 
 # A sandbox needs root or unprivileged user namespaces; where neither exists the test
@@ -86,6 +106,7 @@ t_broker_and_collector() { # start the broker and the subscriber (reports in $T_
 t_start_daemon() { # [ARG...]: telem_json in the router, clock x${SIM_SPEED:-60}
     SIM_SPEED=${SIM_SPEED:-60}
     export SIM_SPEED
+    T_DAEMON_STARTED=1
     sim_session_start "$T_ROOT" /usr/bin/telem_json "$@"
 }
 
@@ -120,9 +141,9 @@ t_out_has() { grep -qF -- "$1" "$T_ROOT/.sim/session.out"; }
 
 # Received reports (files) whose routerHardware.eventType is EVENT, in arrival order.
 t_reports_of_type() {
-    for f in $(ls "$T_REPORTS" 2>/dev/null | grep '^[0-9]*\.json$' | sort); do
-        ev=$(jq -r '.routerHardware.eventType // empty' "$T_REPORTS/$f" 2>/dev/null)
-        [ "$ev" = "$1" ] && echo "$T_REPORTS/$f"
+    for f in $(sim_received_reports "$T_REPORTS"); do
+        ev=$(jq -r '.routerHardware.eventType // empty' "$f" 2>/dev/null)
+        [ "$ev" = "$1" ] && echo "$f"
     done
     return 0
 }

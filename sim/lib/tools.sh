@@ -24,7 +24,7 @@ sim_answer_value() { # FILE KEY
 
 # The processes of the router, one line each: PID, state, command line.
 sim_processes() {
-    for pid in $(ls "$SIM_PROC" | grep '^[0-9][0-9]*$' | sort -n); do
+    for pid in $(printf '%s\n' "$SIM_PROC"/[0-9]* | sed 's|.*/||' | grep -x '[0-9][0-9]*' | sort -n); do
         d=$SIM_PROC/$pid
         [ -r "$d/cmdline" ] || continue
         cmd=$(tr '\0' ' ' <"$d/cmdline" 2>/dev/null)

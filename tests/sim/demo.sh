@@ -25,6 +25,9 @@ done
 grep -q "report 0001.json: routine report (eventType 1)" "$out" || t_fail "progress does not show the received reports"
 grep -q -- "-- pass 2 of the main loop" "$out" || t_fail "progress does not show the passes"
 [ -d "$T_WORK/demo/router" ] && t_fail "the router tree was not removed"
+grep -q "publisher: plain MQTT" "$out" || t_fail "the demo does not say it publishes over plain MQTT"
+# The demo's reports are checked against the published format by t_pass.
+T_REPORTS=$last T_DAEMON_STARTED=1
 for p in /proc/[0-9]*; do
     tr '\0' ' ' <"$p/cmdline" 2>/dev/null | grep -qF "$T_WORK/demo" && t_fail "process left behind: $(tr '\0' ' ' <"$p/cmdline")"
 done

@@ -6,7 +6,7 @@ BIN=$1 SRC=$2
 . "$SRC/sim/lib/testlib.sh"
 t_require_sandbox
 t_procs_at_least() { [ "$(sim_procs_in_root "$T_ROOT" | wc -l)" -ge "$1" ]; }
-for scenario in $(ls "$SIM_DIR/scenarios" | grep -v '^common$'); do
+for scenario in $(printf '%s\n' "$SIM_DIR"/scenarios/*/ | sed 's|/$||; s|.*/||' | grep -vx common); do
     root=$T_WORK/$scenario
     sim_mkroot "$BIN" "$scenario" "$root" >/dev/null || t_fail "mkroot $scenario"
     T_ROOT=$root

@@ -124,6 +124,7 @@ set -- $summary
 kept=$2 checks=$3
 shift 3
 t_expect_eq "devices in the last rebuild" "$kept" "$n"
+final=""
 eval "final=\${$checks}"
 t_expect_eq "last file_size on the console" "$final" "$size"
 [ "$1" -ge "$LIMIT" ] || t_fail "the first report ($1 bytes) was not over the limit"
