@@ -10,9 +10,9 @@
 #include <string>
 
 #include "core/daemon.h"
+#include "json/json.h"
 #include "platform/fs.h"
 #include "platform/platform.h"
-#include "json/json.h"
 
 namespace {
 
@@ -290,11 +290,17 @@ void print_policy_summary(const Policy& p) {
 
 }  // namespace
 
-int load_DRI_interval(Daemon& d, int reset) {
+bool load_policy(Daemon& d, int reset) {
     Policy& p = d.policy;
     init_schedule_table(p, reset != 0);
-    if (json::Ptr doc = load_policy_document()) apply_policy_document(p, doc.get());
+    json::Ptr doc = load_policy_document();
+    if (doc) apply_policy_document(p, doc.get());
     print_policy_summary(p);
+    return doc != nullptr;
+}
+
+int load_DRI_interval(Daemon& d, int reset) {
+    load_policy(d, reset);
     return 0;
 }
 

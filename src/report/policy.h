@@ -68,6 +68,10 @@ struct Policy {
 // Reads the policy file into the schedule table and settings. `reset` also zeroes
 // every row's last_update. Returns 0.
 int load_DRI_interval(Daemon& d, int reset);
+// load_DRI_interval's work, telling whether the file was used: true when the document
+// was read and applied, false when the defaults stand (the file is missing, cannot be
+// read or is not JSON). The policy checker tool asks this.
+bool load_policy(Daemon& d, int reset);
 // 1 when the policy allows debug-log events from `source`.
 int dbgLogsPolicy(const char* source);
 // Reads the first "wifiConnectEvent" element of `path` into the Wi-Fi event settings.
