@@ -243,18 +243,15 @@ TEST_F(Shield, MembersOfAnUnknownSubscription) {
     fake->write("/usr/bin/zt", "");
     fake->on_prefix("zt -s shieldstatus.activateState", FakeBackend::outputs("trueish\n"));
     fake->on_prefix("zt -s shieldstatus.protectionStatus", FakeBackend::outputs("true\n"));
-    status(R"({"agent":{"registered":false,"subscription":{"status":"(unknown)","expiry":0,)"
-           R"("level":"(unknown)"
-}
-}
-})");
+    status(R"j({"agent":{"registered":false,"subscription":{"status":"(unknown)","expiry":0,)j"
+           R"j("level":"(unknown)"}}})j");
     json::Ptr obj = members();
-EXPECT_EQ(json::print_compact(obj.get()),
-          R"({"shieldActivate":true,"shieldEnable":true,"shieldAgentVersion":"",)"
-          R"("shieldSubscriptionStatus":"off","shieldSubscriptionExpirationDate":"0",)"
-          R"("shieldSubscriptionType":"invalid","shieldBdAgentStatus":"ok",)"
-          R"("shieldRegistrationStatus":"false","shieldGusterVersion":"NA",)"
-          R"("routerProtectLicenseStatus":"invalid","routerProtectEnabled":"false"})");
+    EXPECT_EQ(json::print_compact(obj.get()),
+              R"({"shieldActivate":true,"shieldEnable":true,"shieldAgentVersion":"",)"
+              R"("shieldSubscriptionStatus":"off","shieldSubscriptionExpirationDate":"0",)"
+              R"("shieldSubscriptionType":"invalid","shieldBdAgentStatus":"ok",)"
+              R"("shieldRegistrationStatus":"false","shieldGusterVersion":"NA",)"
+              R"("routerProtectLicenseStatus":"invalid","routerProtectEnabled":"false"})");
 }
 
 TEST_F(Shield, ShieldIsNotEnabledInApMode) {
