@@ -272,3 +272,15 @@ TEST_F(Shield, RegistrationWordsAndSubscriptionType) {
     // An expiry never given stays empty, which is reported as "fail".
     EXPECT_STREQ(json::get_string(obj.get(), "shieldSubscriptionExpirationDate"), "fail");
 }
+
+// The version is everything after '=' up to a '~'; without one, the line's end (its
+// newline included) belongs to the version, as the scan of the release line gives it.
+TEST_F(Shield, AgentVersionWithoutTildeKeepsTheRestOfTheLine) {
+    fake->write("/usr/bin/zt", "");
+    fake->write("/opt/bitdefender/bitdefender-release", "VERSION=4.2.0\n");
+    fake->on_prefix("cat /opt/bitdefender/bitdefender-release",
+                    FakeBackend::outputs("VERSION=4.2.0\n"));
+    std::string v;
+    get_shield_info(d, 5, v);
+    EXPECT_EQ(v, "4.2.0\n");
+}
