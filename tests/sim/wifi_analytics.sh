@@ -9,6 +9,7 @@ t_require_sandbox
 t_require mosquitto mosquitto_sub busybox jq
 t_mkroot vre670
 t_broker_and_collector
+SIM_SPEED=${SIM_SPEED:-180}
 t_start_daemon
 
 has_wifi_analytics() {
@@ -17,7 +18,15 @@ has_wifi_analytics() {
     done
     return 1
 }
-t_wait 75 has_wifi_analytics >/dev/null || t_fail "no wifiAnalytics event (eventType 3) received within 75 s"
+has_config_report() {
+    for f in $(t_reports_of_type 1); do
+        [ "$(t_json "$f" '.routerConfig | type')" = object ] &&
+            [ "$(t_json "$f" '.wifiConfig | type')" = object ] && { echo "$f"; return 0; }
+    done
+    return 1
+}
+both_received() { has_wifi_analytics >/dev/null && has_config_report >/dev/null; }
+t_wait 90 both_received || t_fail "no wifiAnalytics event (eventType 3) and routine report with routerConfig and wifiConfig within 90 s"
 r=$(has_wifi_analytics)
 a=.wifiAnalytics
 t_expect_eq "BSS objects" "$(t_json "$r" "$a | keys_unsorted | join(\",\")")" \
@@ -27,18 +36,13 @@ t_expect_eq "5 GHz band width" "$(t_json "$r" "$a.\"5g1BssInfo\".bssBW")" "160"
 t_expect_eq "5 GHz channel range" "$(t_json "$r" "$a.\"5g1BssInfo\" | \"\(.bssStartChannel)-\(.bssEndChannel)\"")" "100-112"
 t_expect_eq "6 GHz EHT" "$(t_json "$r" "$a.\"6gBssInfo\".bssEHT")" "1"
 t_expect_eq "interfaces" "$(t_json "$r" "[$a.wifiIface[].ifaceInfo.ifaceName] | join(\",\")")" \
-    "ath0,ath02,ath03,ath04,ath1,ath12,ath13,ath14,ath2,ath22"
-t_expect_eq "ath0 MAC" "$(t_json "$r" "$a.wifiIface[0].ifaceInfo.ifaceMac")" "D46E0E7080B0"
-t_expect_eq "ath0 VAPs" "$(t_json "$r" "$a.wifiIface[0].radioStat.radioNumOfVaps")" "4"
+    "ath02,ath03,ath04,ath0,ath1,ath12,ath13,ath14,ath2,ath22"
+t_expect_eq "ath0 MAC" "$(t_json "$r" "$a.wifiIface[3].ifaceInfo.ifaceMac")" "D46E0E7080B0"
+t_expect_eq "ath0 VAPs" "$(t_json "$r" "$a.wifiIface[3].radioStat.radioNumOfVaps")" "4"
 t_expect_eq "ath1 sent" "$(t_json "$r" "$a.wifiIface[4].ifaceStat.txPacket")" "2426954"
 t_expect_eq "scan entries" "$(t_json "$r" "$a.wifiScanResult | length")" "1"
 
-t_wait 60 t_has_report_of_type 1 || t_fail "no routine report (eventType 1) received"
-found=""
-for f in $(t_reports_of_type 1); do
-    [ "$(t_json "$f" '.routerConfig | type')" = object ] && [ "$(t_json "$f" '.wifiConfig | type')" = object ] && found=$f
-done
-[ -n "$found" ] || t_fail "no routine report with routerConfig and wifiConfig"
+found=$(has_config_report)
 t_expect_eq "mode" "$(t_json "$found" '.routerConfig.mode')" "Router"
 t_expect_eq "WAN type" "$(t_json "$found" '.routerConfig.wanConfig.type')" "pppoe"
 t_expect_eq "shield agent" "$(t_json "$found" '.routerConfig.shieldAgentVersion')" "4.0.1"

@@ -243,18 +243,15 @@ TEST_F(Shield, MembersOfAnUnknownSubscription) {
     fake->write("/usr/bin/zt", "");
     fake->on_prefix("zt -s shieldstatus.activateState", FakeBackend::outputs("trueish\n"));
     fake->on_prefix("zt -s shieldstatus.protectionStatus", FakeBackend::outputs("true\n"));
-    status(R"({"agent":{"registered":false,"subscription":{"status":"(unknown)","expiry":0,)"
-           R"("level":"(unknown)"
-}
-}
-})");
+    status(R"j({"agent":{"registered":false,"subscription":{"status":"(unknown)","expiry":0,)j"
+           R"j("level":"(unknown)"}}})j");
     json::Ptr obj = members();
-EXPECT_EQ(json::print_compact(obj.get()),
-          R"({"shieldActivate":true,"shieldEnable":true,"shieldAgentVersion":"",)"
-          R"("shieldSubscriptionStatus":"off","shieldSubscriptionExpirationDate":"0",)"
-          R"("shieldSubscriptionType":"invalid","shieldBdAgentStatus":"ok",)"
-          R"("shieldRegistrationStatus":"false","shieldGusterVersion":"NA",)"
-          R"("routerProtectLicenseStatus":"invalid","routerProtectEnabled":"false"})");
+    EXPECT_EQ(json::print_compact(obj.get()),
+              R"({"shieldActivate":true,"shieldEnable":true,"shieldAgentVersion":"",)"
+              R"("shieldSubscriptionStatus":"off","shieldSubscriptionExpirationDate":"0",)"
+              R"("shieldSubscriptionType":"invalid","shieldBdAgentStatus":"ok",)"
+              R"("shieldRegistrationStatus":"false","shieldGusterVersion":"NA",)"
+              R"("routerProtectLicenseStatus":"invalid","routerProtectEnabled":"false"})");
 }
 
 TEST_F(Shield, ShieldIsNotEnabledInApMode) {
@@ -274,4 +271,16 @@ TEST_F(Shield, RegistrationWordsAndSubscriptionType) {
     EXPECT_STREQ(json::get_string(obj.get(), "shieldSubscriptionStatus"), "fail");
     // An expiry never given stays empty, which is reported as "fail".
     EXPECT_STREQ(json::get_string(obj.get(), "shieldSubscriptionExpirationDate"), "fail");
+}
+
+// The version is everything after '=' up to a '~'; without one, the line's end (its
+// newline included) belongs to the version, as the scan of the release line gives it.
+TEST_F(Shield, AgentVersionWithoutTildeKeepsTheRestOfTheLine) {
+    fake->write("/usr/bin/zt", "");
+    fake->write("/opt/bitdefender/bitdefender-release", "VERSION=4.2.0\n");
+    fake->on_prefix("cat /opt/bitdefender/bitdefender-release",
+                    FakeBackend::outputs("VERSION=4.2.0\n"));
+    std::string v;
+    get_shield_info(d, 5, v);
+    EXPECT_EQ(v, "4.2.0\n");
 }

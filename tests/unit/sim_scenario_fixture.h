@@ -4,6 +4,8 @@
 // simulator's tool stand-ins would.
 #pragma once
 
+#include <string.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -53,11 +55,10 @@ inline std::string word_after(const std::string& command, const std::string& hea
     return command.substr(p, e == std::string::npos ? std::string::npos : e - p);
 }
 
-// The numeric suffix of an interface name, for "sort -V" of iwconfig lines.
-inline long name_number(const std::string& line) {
-    size_t b = line.find_first_of("0123456789");
-    if (b == std::string::npos) return -1;
-    return std::atol(line.c_str() + b);
+// "sort -V" of the router's busybox: strverscmp order, where a number with a leading
+// zero sorts as a fraction ("ath02" before "ath0").
+inline bool version_less(const std::string& a, const std::string& b) {
+    return strverscmp(a.c_str(), b.c_str()) < 0;
 }
 
 class Scenario {
@@ -184,9 +185,7 @@ class Scenario {
         fake_.on_prefix("iwconfig | grep ", [this](const std::string& c) {
             std::string part = word_after(c, "iwconfig | grep ");
             auto lines = lines_of(matching(answer("iwconfig"), part));
-            std::stable_sort(lines.begin(), lines.end(), [](const auto& a, const auto& b) {
-                return name_number(a) < name_number(b);
-            });
+            std::stable_sort(lines.begin(), lines.end(), version_less);
             return FakeBackend::outputs(joined(lines));
         });
         fake_.on_prefix("ip addr show ", [this](const std::string& c) {
