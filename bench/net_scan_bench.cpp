@@ -23,6 +23,7 @@ std::string fixture_dump() {
 // The fixture's first satellite entry repeated: 100 entries after the router's own.
 std::string hundred_satellites() {
     std::string dump = fixture_dump();
+    if (dump.empty()) return dump;
     size_t db = dump.find("-- DB (");
     size_t first = dump.find('\n', db) + 1;
     size_t second = dump.find("QCA IEEE 1905.1 device: #2");
