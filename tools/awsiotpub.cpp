@@ -350,7 +350,11 @@ class Session {
             if (rc != MOSQ_ERR_SUCCESS) return fail(error, "TLS set-up", rc);
         }
         rc = mosquitto_connect_async(m, settings_.host.c_str(), settings_.port, kKeepAliveSeconds);
-        if (rc != MOSQ_ERR_SUCCESS) return fail(error, "connect to " + endpoint(), rc);
+        if (rc != MOSQ_ERR_SUCCESS) {
+            fail(error, "connect to " + endpoint(), rc);
+            error += tls_hint(rc);
+            return false;
+        }
         auto deadline = Clock::now() + std::chrono::seconds(settings_.timeout_seconds);
         while (!events_.connack_received) {
             if (!run_loop_until(deadline, error, "waiting for the broker's CONNACK")) return false;

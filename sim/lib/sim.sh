@@ -265,6 +265,7 @@ EOF
         while [ $i -lt 50 ]; do
             if grep -q " running" "$dir/broker.log" 2>/dev/null; then
                 SIM_BROKER_PORT=$port
+                # shellcheck disable=SC2034 # for the caller
                 SIM_BROKER_TLS_PORT=$((port + 1))
                 return 0
             fi

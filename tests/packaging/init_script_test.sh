@@ -88,6 +88,7 @@ start_with "enabled=0" "publisher_dir=/usr/bin"
 expect_calls "disabled" "config_load telem_json"
 
 # --- publisher directories that are refused --------------------------------------------
+# shellcheck disable=SC2088 # a literal tilde, as UCI would hold it
 for bad in pub ./pub "~/pub" "/opt/my pub" '/opt/$(reboot)' '/opt/pub;reboot' "/opt/pub'"; do
     start_with "publisher_dir=$bad"
     [ $status -ne 0 ] || fail "publisher_dir '$bad' accepted"

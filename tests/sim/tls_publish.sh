@@ -13,6 +13,7 @@ pub=$BIN/awsiotpub
 [ -x "$pub" ] || t_fail "$pub was not built (libmosquitto-dev missing?)"
 certs=$T_WORK/certs
 sim_tls_certs "$certs"
+# shellcheck disable=SC2034 # read by sim_broker_start
 SIM_BROKER_TLS_DIR=$certs
 t_broker_and_collector
 tls_port=$SIM_BROKER_TLS_PORT
