@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <string>
 
+#include "core/traffic_meter.h"
 #include "json/json.h"
 #include "mesh/attached_devices.h"
 #include "platform/model.h"
@@ -17,6 +18,9 @@
 #include "report/policy.h"
 #include "report/publish.h"
 #include "report/report_files.h"
+#include "state/cable_modem.h"
+#include "state/health_alarms.h"
+#include "state/router_info.h"
 
 // Presence of optional firmware features, probed once at start.
 struct FeatureFlags {
@@ -96,6 +100,12 @@ struct DevInfo {
     int notTriggeredByFirmwareUpgrade = 0;
     int login_event = 0;
     int install_event = 0;
+
+    // --- router information and health ---
+    TrafficMeter traffic;         // day totals for "trafficMeter"
+    CableModem cable_modem;       // "cableModemMacAddr", "cableModemMacOui"
+    HealthState health;           // thermal table, kB memory figures, high-load counts
+    RouterInfoState router_info;  // last-report copies, speed-test commit, flags
 };
 
 // How long an alarm condition has held.
