@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <string>
 
+#include "core/traffic_meter.h"
 #include "json/json.h"
 #include "mesh/attached_devices.h"
 #include "mesh/satellites.h"
@@ -19,6 +20,9 @@
 #include "report/publish.h"
 #include "report/report_files.h"
 #include "state/router_config.h"
+#include "state/cable_modem.h"
+#include "state/health_alarms.h"
+#include "state/router_info.h"
 
 // Presence of optional firmware features, probed once at start.
 struct FeatureFlags {
@@ -106,6 +110,12 @@ struct DevInfo {
     // Shield status, the values of the last "routerConfig" (with the USB-storage
     // on/off record) and the count of groups it recorded.
     RouterConfigRecord router_config;
+
+    // --- router information and health ---
+    TrafficMeter traffic;         // day totals for "trafficMeter"
+    CableModem cable_modem;       // "cableModemMacAddr", "cableModemMacOui"
+    HealthState health;           // thermal table, kB memory figures, high-load counts
+    RouterInfoState router_info;  // last-report copies, speed-test commit, flags
 };
 
 // How long an alarm condition has held.

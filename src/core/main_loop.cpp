@@ -12,6 +12,7 @@
 #include "core/identity.h"
 #include "core/samplers.h"
 #include "core/startup.h"
+#include "core/traffic_meter.h"
 #include "mesh/attached_devices.h"
 #include "platform/fs.h"
 #include "platform/platform.h"
@@ -20,6 +21,7 @@
 #include "report/event_files.h"
 #include "report/policy.h"
 #include "report/publish.h"
+#include "state/health_alarms.h"
 
 namespace {
 
@@ -37,11 +39,9 @@ int nvram_int(const char* key) {
 }
 
 // Hooks for collectors that run at fixed places of a pass but report elsewhere.
-void update_traffic_meter(Daemon&) {}
 void record_kernel_reboots(Daemon&) {}
 void satellite_notification_step(Daemon&) {}
 void soap_api_event_step(Daemon&) {}
-void poll_thermal_sensors(Daemon&) {}
 
 void choose_first_report_time(Daemon& d) {
     platform::seed_random(static_cast<unsigned>(platform::wall_time()));
@@ -190,6 +190,10 @@ bool sample_memory(Daemon& d) {
     d.info.mem_total = mib_text(total);
     d.info.mem_free = mib_text(static_cast<long>(free_kb) + buffers + cached);
     d.info.mem_used = mib_text(static_cast<long>(total) - free_kb - buffers - cached);
+    d.info.health.mem_total_kb = std::to_string(total);
+    d.info.health.mem_free_kb = std::to_string(static_cast<long>(free_kb) + buffers + cached);
+    d.info.health.mem_used_kb =
+        std::to_string(static_cast<long>(total) - free_kb - buffers - cached);
     return run_alarm_timer(d.loop.memory_timer,
                            d.info.mem_used_percent > d.policy.memory_utilization_high,
                            d.policy.memory_utilization_duration, d.info.memory_alarm);
@@ -213,6 +217,7 @@ void sample_cpu_cores(Daemon& d) {
         double value = line ? std::atof(line->c_str()) : 0;
         auto& running = d.info.cpu_core_sum[static_cast<size_t>(core)];
         running += value;
+        d.info.health.cpu_core_count[static_cast<size_t>(core)] += 1;
         sum += value;
         std::printf("[telem_json] cpu%d_usage: %f count %f\n", core, value, running);
     }
@@ -221,6 +226,7 @@ void sample_cpu_cores(Daemon& d) {
     int threshold = d.policy.cpu_threshold_high;
     std::string override_text = ovraNvramConfig_get("telem_high_cpu_percent");
     if (!override_text.empty()) threshold = std::atoi(override_text.c_str());
+    if (average > threshold) ++d.info.health.high_cpu_count;
     if (average > threshold)
         std::printf("[telem_json] The CPU usage has reached %d%%, current= %.2f count %d\n",
                     threshold, average, d.loop.cpu_samples);
@@ -230,6 +236,7 @@ void collect_current_info(Daemon& d) {
     get_uptime_text(d.info.uptime_text);
     update_traffic_meter(d);
     sample_memory(d);
+    if (d.info.mem_used_percent > d.policy.memory_utilization_high) ++d.info.health.high_mem_count;
     take_memory_snapshots(d);
     check_cpu_alarm(d);
     sample_cpu_cores(d);

@@ -69,6 +69,15 @@ std::optional<std::string> read_file(std::string_view path) {
     return text;
 }
 
+std::optional<std::string> read_file_prefix(std::string_view path, size_t max_bytes) {
+    UniqueFile f(std::fopen(resolve(path).c_str(), "rb"));
+    if (!f) return std::nullopt;
+    std::string text(max_bytes, '\0');
+    size_t n = std::fread(text.data(), 1, max_bytes, f.get());
+    text.resize(n);
+    return text;
+}
+
 namespace {
 bool put(std::string_view path, std::string_view content, const char* mode) {
     UniqueFile f(std::fopen(resolve(path).c_str(), mode));

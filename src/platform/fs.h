@@ -28,6 +28,8 @@ std::optional<std::string> read_first_line_or_empty(std::string_view path, size_
 // the buffer comes back in pieces, as it would on the router.
 std::optional<std::vector<std::string>> read_lines(std::string_view path, size_t bufsize);
 std::optional<std::string> read_file(std::string_view path);
+// At most the first `max_bytes` bytes, as one fread into a fixed buffer reads them.
+std::optional<std::string> read_file_prefix(std::string_view path, size_t max_bytes);
 bool write_file(std::string_view path, std::string_view content);
 bool append_file(std::string_view path, std::string_view content);
 // Appends to /dev/console (opened, written and closed each time).

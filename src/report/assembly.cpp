@@ -14,6 +14,7 @@
 #include "report/publish.h"
 #include "report/report_files.h"
 #include "report/wifi_events.h"
+#include "state/cable_modem.h"
 
 namespace {
 
@@ -74,7 +75,9 @@ void add_routine_body(cJSON* root, const char* name, json::Ptr body) {
 void daily_firmware_check(Daemon&) {}
 
 // The cable modem's address is read before the first routine report.
-void read_cable_modem_address(Daemon&) {}
+void read_cable_modem_address(Daemon& d) {
+    get_cablemodem_mac(d);
+}
 
 bool build_routine_report(Daemon& d, cJSON* root, const Due& due) {
     auto& rows = d.policy.rows;

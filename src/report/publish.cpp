@@ -12,6 +12,7 @@
 #include "platform/shell.h"
 #include "report/install_event_id.h"
 #include "report/report_files.h"
+#include "state/health_alarms.h"
 
 namespace {
 
@@ -205,8 +206,7 @@ void clear_reported_router_state(Daemon& d) {
         ovraNvramConfig_unset(key);
         std::snprintf(key, sizeof key, "ra_otp_wifi%d_lowestTemp", radio);
         ovraNvramConfig_unset(key);
-        // The thermal module's per-radio temperature statistics are reset here once the
-        // thermal sensor table exists in the collection record.
+        clear_radio_temperature_statistics(d, radio);
     }
     std::printf("Clear manageByGui, manageByApp after publish ok !!!!");
     ovraNvramConfig_set("manage_by_gui", "0");
