@@ -17,6 +17,7 @@
 #include "report/policy.h"
 #include "report/publish.h"
 #include "report/report_files.h"
+#include "state/usb_reboot.h"
 
 // Presence of optional firmware features, probed once at start.
 struct FeatureFlags {
@@ -96,6 +97,10 @@ struct DevInfo {
     int notTriggeredByFirmwareUpgrade = 0;
     int login_event = 0;
     int install_event = 0;
+
+    // --- USB storage and reboot reports ---
+    // USB storage count: usb_storage_present above, set by scan_usb_devices.
+    UsbReportState usb;
 };
 
 // How long an alarm condition has held.
