@@ -23,6 +23,7 @@
 #include "state/cable_modem.h"
 #include "state/health_alarms.h"
 #include "state/router_info.h"
+#include "state/usb_reboot.h"
 
 // Presence of optional firmware features, probed once at start.
 struct FeatureFlags {
@@ -116,6 +117,10 @@ struct DevInfo {
     CableModem cable_modem;       // "cableModemMacAddr", "cableModemMacOui"
     HealthState health;           // thermal table, kB memory figures, high-load counts
     RouterInfoState router_info;  // last-report copies, speed-test commit, flags
+
+    // --- USB storage and reboot reports ---
+    // USB storage count: usb_storage_present above, set by scan_usb_devices.
+    UsbReportState usb;
 };
 
 // How long an alarm condition has held.

@@ -10,6 +10,7 @@
 #include "core/features.h"
 #include "core/geo_location.h"
 #include "core/identity.h"
+#include "core/reboot_records.h"
 #include "core/samplers.h"
 #include "core/startup.h"
 #include "core/traffic_meter.h"
@@ -18,10 +19,12 @@
 #include "platform/platform.h"
 #include "platform/shell.h"
 #include "report/assembly.h"
+#include "report/debug_log.h"
 #include "report/event_files.h"
 #include "report/policy.h"
 #include "report/publish.h"
 #include "state/health_alarms.h"
+#include "state/usb_reboot.h"
 
 namespace {
 
@@ -37,11 +40,6 @@ constexpr int kTestTicksPerPass = 12;
 int nvram_int(const char* key) {
     return std::atoi(ovraNvramConfig_get(key).c_str());
 }
-
-// Hooks for collectors that run at fixed places of a pass but report elsewhere.
-void record_kernel_reboots(Daemon&) {}
-void satellite_notification_step(Daemon&) {}
-void soap_api_event_step(Daemon&) {}
 
 void choose_first_report_time(Daemon& d) {
     platform::seed_random(static_cast<unsigned>(platform::wall_time()));
@@ -134,7 +132,10 @@ void serve_sso_signal(Daemon& d) {
     if (ovraNvramConfig_get("SSO_enable") != "1" || !platform::file_exists(kSsoSignal)) return;
     std::printf("%s(%d)receive trigger signal from SSO\n", kFunc, 530);
     platform::remove_file(kSsoSignal);
-    if (analytics_enabled()) create_device_json(d, 2);
+    if (!analytics_enabled()) return;
+    // The login flow has recorded an event in nvram SSO_event.
+    d.info.login_event = 1;
+    create_device_json(d, 2);
 }
 
 // Test mode: with ra_test_trigger "1" a pass runs about every 65 seconds.
@@ -250,13 +251,15 @@ void collect_current_info(Daemon& d) {
     if (ovraNvramConfig_get("openvpnActive") == "enable")
         d.info.openvpn_clients = get_openvpn_clients();
     if (d.loop.first_pass) {
-        record_kernel_reboots(d);
+        record_kernel_reboot(d);
         d.loop.first_pass = 0;
     }
     d.info.netusb_present = get_netusb_present();
+    // The USB storage count gates the routine report's "hubShare" part.
+    scan_usb_devices(d);
     for (int code : {0, 1, 2, 3, 6}) create_device_json(d, code);
-    satellite_notification_step(d);
-    soap_api_event_step(d);
+    satNotify();
+    soap_api_event();
 }
 
 void watch_phase(Daemon& d) {

@@ -43,6 +43,19 @@ std::optional<std::vector<std::string>> read_lines(std::string_view path, size_t
     return lines;
 }
 
+bool scan_lines(std::string_view path, size_t bufsize,
+                const std::function<bool(const std::string&)>& each) {
+    UniqueFile f(std::fopen(resolve(path).c_str(), "r"));
+    if (!f) return false;
+    std::vector<char> buf(bufsize < 2 ? 2 : bufsize);
+    std::string line;
+    while (std::fgets(buf.data(), static_cast<int>(buf.size()), f.get())) {
+        line.assign(buf.data());
+        if (!each(line)) break;
+    }
+    return true;
+}
+
 std::optional<std::string> read_first_line(std::string_view path, size_t bufsize) {
     UniqueFile f(std::fopen(resolve(path).c_str(), "r"));
     if (!f) return std::nullopt;

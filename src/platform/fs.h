@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,6 +28,10 @@ std::optional<std::string> read_first_line_or_empty(std::string_view path, size_
 // Every fgets read of the file with a buffer of `bufsize` bytes: a line longer than
 // the buffer comes back in pieces, as it would on the router.
 std::optional<std::vector<std::string>> read_lines(std::string_view path, size_t bufsize);
+// The same fgets reads handed one at a time to `each`, which returns false to stop;
+// for files too large to hold. False when the file cannot be opened.
+bool scan_lines(std::string_view path, size_t bufsize,
+                const std::function<bool(const std::string&)>& each);
 std::optional<std::string> read_file(std::string_view path);
 // At most the first `max_bytes` bytes, as one fread into a fixed buffer reads them.
 std::optional<std::string> read_file_prefix(std::string_view path, size_t max_bytes);

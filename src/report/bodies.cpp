@@ -9,6 +9,8 @@
 #include "state/router_info.h"
 #include "state/wifi_analytics.h"
 #include "state/wifi_config.h"
+#include "report/login_install.h"
+#include "state/usb_reboot.h"
 
 ReportBodies default_report_bodies() {
     ReportBodies b;
@@ -22,5 +24,9 @@ ReportBodies default_report_bodies() {
     b.memoryUsage = create_memory_alarm_obj;
     b.firmwareUpgradeAnalytics = create_firmware_upgrade_obj;
     b.wifiAnalytics = create_wifi_analytics_event;
+    b.kernelReboot = build_kernel_reboot_body;
+    b.hubShare = create_usb_storage_obj;
+    b.ssorapLoginEvent = create_sso_login_event_obj;
+    b.installEvent = fill_install_event;
     return b;
 }

@@ -25,6 +25,9 @@ class MainLoop : public ::testing::Test {
                        {"sku_name", "US"},      {"time_zone", "0"},
                        {"ra_test_trigger", "1"}};
         fake->mkdir("/tmp/telem_json_dir");
+        // This boot's kernel reboot report has gone out already, so the passes here
+        // publish only what each test is about.
+        fake->write("/tmp/first_kernel_ra", "");
         fake->set_uci("/tmp", "devices", "config lists 'lists'\n\tlist mac '001122334455'\n");
         fake->write(kPolicy,
                     R"({"reportMethod":"IoT","routerInfo":"10","connectedDeviceDetails":"10"})");
