@@ -41,3 +41,30 @@ format:
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)
+
+# --- fuzzing ---
+# libFuzzer targets (tests/fuzz) built with clang in their own build directory.
+# `make fuzz` runs each for FUZZ_SECONDS; `make test` runs each for FUZZ_CI_SECONDS so
+# that a new crash fails the build.
+FUZZ_BUILD       ?= build-fuzz
+FUZZ_SECONDS     ?= 60
+FUZZ_CI_SECONDS  ?= 3
+
+.PHONY: fuzz fuzz-build fuzz-short
+
+fuzz-build: deps
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTELEM_FUZZ=ON -DTELEM_TOOLS=OFF -DTELEM_BENCH=OFF >/dev/null
+	cmake --build $(FUZZ_BUILD) -j$(JOBS) --target fuzz_targets
+
+fuzz: fuzz-build
+	sh scripts/run-fuzz.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
+
+fuzz-short: fuzz-build
+	sh scripts/run-fuzz.sh $(FUZZ_BUILD) $(FUZZ_CI_SECONDS)
+
+test: fuzz-short
+
+.PHONY: fuzz-clean
+fuzz-clean:
+	rm -rf $(FUZZ_BUILD)
+clean: fuzz-clean

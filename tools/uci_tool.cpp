@@ -130,7 +130,7 @@ void show_section(const UciPackage& pkg, size_t index) {
     const auto& s = pkg.sections()[index];
     std::string prefix = pkg.name + "." + shown_name(pkg, index);
     std::printf("%s=%s\n", prefix.c_str(), s.type.c_str());
-    for (const auto& opt : s.options) show_option(prefix, opt);
+    for (const auto& opt : s.options()) show_option(prefix, opt);
 }
 
 size_t index_of(const UciPackage& pkg, const platform::UciSection* s) {

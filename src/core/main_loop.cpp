@@ -1,8 +1,12 @@
 #include "core/main_loop.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <string>
+#include <string_view>
 
 #include "core/config.h"
 #include "core/connectivity.h"
@@ -16,6 +20,7 @@
 #include "core/traffic_meter.h"
 #include "mesh/attached_devices.h"
 #include "platform/fs.h"
+#include "platform/numbers.h"
 #include "platform/platform.h"
 #include "platform/shell.h"
 #include "report/assembly.h"
@@ -178,23 +183,31 @@ bool sample_memory(Daemon& d) {
     auto lines =
         shell::capture_lines(std::string("cat /proc/meminfo > /tmp/meminfo"), "/tmp/meminfo", 256);
     if (!lines) return false;
-    static constexpr const char* kFormats[5] = {
-        "MemTotal:         %d kB", "MemFree:          %d kB", "MemAvailable:          %d kB",
-        "Buffers:             %d kB", "Cached:            %d kB"};
-    int values[5] = {0, 0, 0, 0, 0};
-    for (size_t i = 0; i < 5 && i < lines->size(); ++i)
-        std::sscanf((*lines)[i].c_str(), kFormats[i], &values[i]);
-    int total = values[0], free_kb = values[1], buffers = values[3], cached = values[4];
-    if (total > 0)
-        d.info.mem_used_percent =
-            static_cast<double>(total - free_kb - buffers - cached) / total * 100.0;
-    d.info.mem_total = mib_text(total);
-    d.info.mem_free = mib_text(static_cast<long>(free_kb) + buffers + cached);
-    d.info.mem_used = mib_text(static_cast<long>(total) - free_kb - buffers - cached);
+    // Each line is read as sscanf("<label> %d kB") would, but the number saturates at
+    // the bounds of an int and the sums are formed in 64 bits: the file may hold
+    // anything, and no value of it may overflow.
+    static constexpr const char* kLabels[5] = {
+        "MemTotal:", "MemFree:", "MemAvailable:", "Buffers:", "Cached:"};
+    int64_t values[5] = {0, 0, 0, 0, 0};
+    for (size_t i = 0; i < 5 && i < lines->size(); ++i) {
+        std::string_view line = (*lines)[i];
+        std::string_view label = kLabels[i];
+        if (line.substr(0, label.size()) == label)
+            values[i] = numbers::parse_int(line.substr(label.size()));
+    }
+    const int64_t total = values[0], free_kb = values[1], buffers = values[3], cached = values[4];
+    const int64_t unused = free_kb + buffers + cached;
+    if (total > 0) d.info.mem_used_percent = static_cast<double>(total - unused) / total * 100.0;
+    auto mib = [](int64_t kb) {
+        return mib_text(static_cast<long>(std::clamp<int64_t>(
+            kb, std::numeric_limits<long>::min(), std::numeric_limits<long>::max() - 512)));
+    };
+    d.info.mem_total = mib(total);
+    d.info.mem_free = mib(unused);
+    d.info.mem_used = mib(total - unused);
     d.info.health.mem_total_kb = std::to_string(total);
-    d.info.health.mem_free_kb = std::to_string(static_cast<long>(free_kb) + buffers + cached);
-    d.info.health.mem_used_kb =
-        std::to_string(static_cast<long>(total) - free_kb - buffers - cached);
+    d.info.health.mem_free_kb = std::to_string(unused);
+    d.info.health.mem_used_kb = std::to_string(total - unused);
     return run_alarm_timer(d.loop.memory_timer,
                            d.info.mem_used_percent > d.policy.memory_utilization_high,
                            d.policy.memory_utilization_duration, d.info.memory_alarm);

@@ -1,10 +1,13 @@
 #include "platform/file_watch.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <ctime>
 
 #include "platform/unique_fd.h"
@@ -109,16 +112,80 @@ void FileWatch::accept(std::string text) {
     content_ = std::move(text);
 }
 
+namespace {
+
+std::string directory_of(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string base_name(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// The rename is only durable once the directory entry itself is on stable storage.
+bool sync_directory(const std::string& dir) {
+    UniqueFd fd(::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return fd && ::fsync(fd.get()) == 0;
+}
+
+bool is_decimal(std::string_view text) {
+    if (text.empty() || text.size() > 10) return false;
+    for (char c : text)
+        if (c < '0' || c > '9') return false;
+    return true;
+}
+
+}  // namespace
+
+std::string temp_file_for(const std::string& path) {
+    return path + ".tmp." + std::to_string(::getpid());
+}
+
 bool replace_file_atomically(const std::string& path, std::string_view content) {
-    std::string tmp = path + ".tmp." + std::to_string(::getpid());
+    // The replacement keeps the mode of the file it replaces (0644 for a new file).
+    mode_t mode = 0644;
+    struct stat st;
+    if (::stat(path.c_str(), &st) == 0) mode = st.st_mode & 07777;
+    const std::string tmp = temp_file_for(path);
     bool ok = false;
     {
-        UniqueFd out(::open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-        ok = out && write_all(out.get(), content);
+        UniqueFd out(::open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
+        // fchmod: the mode given to open is cut by the umask.
+        ok = out && ::fchmod(out.get(), mode) == 0 && write_all(out.get(), content) &&
+             ::fsync(out.get()) == 0;
     }
+    // Content on stable storage before the name points at it, then the name itself:
+    // a power cut leaves either the old file or the new one, never an empty one.
     if (ok) ok = ::rename(tmp.c_str(), path.c_str()) == 0;
-    if (!ok) ::unlink(tmp.c_str());
-    return ok;
+    if (!ok) {
+        ::unlink(tmp.c_str());
+        return false;
+    }
+    sync_directory(directory_of(path));
+    return true;
+}
+
+int remove_stale_temp_files(const std::string& path) {
+    const std::string dir = directory_of(path);
+    const std::string prefix = base_name(path) + ".tmp.";
+    UniqueDir d(::opendir(dir.c_str()));
+    if (!d) return 0;
+    int removed = 0;
+    while (dirent* e = ::readdir(d.get())) {
+        std::string_view name = e->d_name;
+        if (name.substr(0, prefix.size()) != prefix) continue;
+        std::string_view pid_text = name.substr(prefix.size());
+        if (!is_decimal(pid_text)) continue;
+        const long pid = std::stol(std::string(pid_text));
+        // A live writer (or a process that took its number) keeps its file; ours too.
+        if (pid == ::getpid() || pid <= 0 || pid > INT32_MAX) continue;
+        if (::kill(static_cast<pid_t>(pid), 0) == 0 || errno != ESRCH) continue;
+        if (::unlink((dir + "/" + std::string(name)).c_str()) == 0) ++removed;
+    }
+    return removed;
 }
 
 }  // namespace platform

@@ -58,8 +58,16 @@ class FileWatch {
     std::string content_;  // kept only while the stamp is not trusted
 };
 
-// Writes `content` to "<path>.tmp.<pid>" and renames it over `path`. False (and the
-// temporary file removed) when any step fails. `path` is a real file system path.
+// Replaces `path` so that a crash or a power cut at any moment leaves either the old
+// content or the new one, whole: `content` goes to "<path>.tmp.<pid>" with the mode of
+// the file it replaces (0644 for a new file), is fsynced, renamed over `path`, and the
+// directory is fsynced. False (and the temporary file removed) when a step before the
+// rename fails. `path` is a real file system path.
 bool replace_file_atomically(const std::string& path, std::string_view content);
+// The temporary name replace_file_atomically uses in this process.
+std::string temp_file_for(const std::string& path);
+// Removes the "<path>.tmp.<pid>" files left by writers that died before their rename
+// (pid no longer running). Returns how many were removed.
+int remove_stale_temp_files(const std::string& path);
 
 }  // namespace platform

@@ -1,12 +1,15 @@
 #include "platform/fs.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cstdio>
 #include <cstring>
 
 #include "platform/backend.h"
+#include "platform/file_watch.h"
+#include "platform/input_limits.h"
 #include "platform/unique_fd.h"
 
 namespace platform {
@@ -33,13 +36,42 @@ std::optional<uint64_t> file_size(std::string_view path) {
     return static_cast<uint64_t>(st.st_size);
 }
 
+namespace {
+
+// Opens a file for reading, refusing anything but a regular file. The open itself does
+// not wait: a FIFO with no writer would otherwise block the daemon for good.
+UniqueFile open_for_reading(std::string_view path) {
+    const std::string real = resolve(path);
+    UniqueFd fd(::open(real.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!fd) return nullptr;
+    struct stat st;
+    if (::fstat(fd.get(), &st) != 0) return nullptr;
+    if (!S_ISREG(st.st_mode)) {
+        std::printf("[telem_json] %s is not a regular file, not read\n", real.c_str());
+        return nullptr;
+    }
+    const int flags = ::fcntl(fd.get(), F_GETFL);
+    if (flags >= 0) ::fcntl(fd.get(), F_SETFL, flags & ~O_NONBLOCK);
+    UniqueFile f(::fdopen(fd.get(), "r"));
+    if (f) fd.release();
+    return f;
+}
+
+}  // namespace
+
 std::optional<std::vector<std::string>> read_lines(std::string_view path, size_t bufsize) {
-    UniqueFile f(std::fopen(resolve(path).c_str(), "r"));
+    UniqueFile f = open_for_reading(path);
     if (!f) return std::nullopt;
     std::vector<std::string> lines;
     std::vector<char> buf(bufsize < 2 ? 2 : bufsize);
-    while (std::fgets(buf.data(), static_cast<int>(buf.size()), f.get()))
+    size_t total = 0;
+    while (total < limits::kMaxInputFileBytes &&
+           std::fgets(buf.data(), static_cast<int>(buf.size()), f.get())) {
         lines.emplace_back(buf.data());
+        // Counted with the string's own size, so that a file of empty pieces (NUL
+        // bytes) is bounded too.
+        total += lines.back().size() + sizeof(std::string);
+    }
     return lines;
 }
 
@@ -57,7 +89,7 @@ bool scan_lines(std::string_view path, size_t bufsize,
 }
 
 std::optional<std::string> read_first_line(std::string_view path, size_t bufsize) {
-    UniqueFile f(std::fopen(resolve(path).c_str(), "r"));
+    UniqueFile f = open_for_reading(path);
     if (!f) return std::nullopt;
     std::vector<char> buf(bufsize < 2 ? 2 : bufsize);
     if (!std::fgets(buf.data(), static_cast<int>(buf.size()), f.get())) return std::nullopt;
@@ -65,7 +97,7 @@ std::optional<std::string> read_first_line(std::string_view path, size_t bufsize
 }
 
 std::optional<std::string> read_first_line_or_empty(std::string_view path, size_t bufsize) {
-    UniqueFile f(std::fopen(resolve(path).c_str(), "r"));
+    UniqueFile f = open_for_reading(path);
     if (!f) return std::nullopt;
     std::vector<char> buf(bufsize < 2 ? 2 : bufsize);
     if (!std::fgets(buf.data(), static_cast<int>(buf.size()), f.get())) return std::string();
@@ -73,12 +105,19 @@ std::optional<std::string> read_first_line_or_empty(std::string_view path, size_
 }
 
 std::optional<std::string> read_file(std::string_view path) {
-    UniqueFile f(std::fopen(resolve(path).c_str(), "rb"));
+    UniqueFile f = open_for_reading(path);
     if (!f) return std::nullopt;
     std::string text;
     char buf[8192];
     size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, f.get())) > 0) text.append(buf, n);
+    while ((n = std::fread(buf, 1, sizeof buf, f.get())) > 0) {
+        if (text.size() + n > limits::kMaxInputFileBytes) {
+            std::printf("[telem_json] %s is larger than %zu bytes, not read\n",
+                        resolve(path).c_str(), limits::kMaxInputFileBytes);
+            return std::nullopt;
+        }
+        text.append(buf, n);
+    }
     return text;
 }
 
@@ -101,6 +140,11 @@ bool put(std::string_view path, std::string_view content, const char* mode) {
 
 bool write_file(std::string_view path, std::string_view content) {
     return put(path, content, "w");
+}
+bool write_file_durably(std::string_view path, std::string_view content) {
+    const std::string real = resolve(path);
+    remove_stale_temp_files(real);
+    return replace_file_atomically(real, content);
 }
 bool append_file(std::string_view path, std::string_view content) {
     return put(path, content, "a");

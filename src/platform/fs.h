@@ -36,6 +36,10 @@ std::optional<std::string> read_file(std::string_view path);
 // At most the first `max_bytes` bytes, as one fread into a fixed buffer reads them.
 std::optional<std::string> read_file_prefix(std::string_view path, size_t max_bytes);
 bool write_file(std::string_view path, std::string_view content);
+// Replaces a record that must survive a crash or a power cut (the daemon's persistent
+// files): the old content or the new one is found afterwards, whole, with the old
+// file's mode. Temporary files of writers that died mid-write are removed first.
+bool write_file_durably(std::string_view path, std::string_view content);
 bool append_file(std::string_view path, std::string_view content);
 // Appends to /dev/console (opened, written and closed each time).
 void append_console(std::string_view text);

@@ -97,7 +97,11 @@ std::shared_ptr<const UciPackage> HostBackend::uci_load(const std::string& dir,
                                                         const std::string& package, int& err) {
     std::string file = at(dir + "/" + package);
     auto it = uci_cache_.find(file);
-    if (it == uci_cache_.end()) it = uci_cache_.emplace(file, CachedPackage(file)).first;
+    if (it == uci_cache_.end()) {
+        // First look at this package: clear what writers killed mid-commit left.
+        remove_stale_temp_files(file);
+        it = uci_cache_.emplace(file, CachedPackage(file)).first;
+    }
     CachedPackage& c = it->second;
     std::string text;
     switch (c.watch.poll(text)) {

@@ -90,7 +90,10 @@ std::string render_nvram_text(const std::map<std::string, std::string, std::less
     return out;
 }
 
-NvramFile::NvramFile(std::string path) : path_(std::move(path)), watch_(path_) {}
+NvramFile::NvramFile(std::string path) : path_(std::move(path)), watch_(path_) {
+    // A writer killed between its write and its rename left its temporary file.
+    remove_stale_temp_files(path_);
+}
 
 bool NvramFile::storable_key(std::string_view key) {
     return !key.empty() && key.front() != '#' && key.find_first_of("=\n\r") == key.npos;

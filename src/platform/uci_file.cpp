@@ -6,15 +6,30 @@
 namespace platform {
 
 const UciOption* UciSection::find(std::string_view option) const {
-    for (const auto& o : options)
-        if (o.name == option) return &o;
-    return nullptr;
+    auto it = index_.find(std::string(option));
+    return it == index_.end() ? nullptr : &options_[it->second];
 }
 
 UciOption* UciSection::find(std::string_view option) {
-    for (auto& o : options)
-        if (o.name == option) return &o;
-    return nullptr;
+    return const_cast<UciOption*>(static_cast<const UciSection*>(this)->find(option));
+}
+
+UciOption& UciSection::option(std::string_view option) {
+    if (UciOption* o = find(option)) return *o;
+    index_.emplace(std::string(option), options_.size());
+    options_.push_back(UciOption{std::string(option), false, {}});
+    return options_.back();
+}
+
+bool UciSection::remove(std::string_view option) {
+    auto it = index_.find(std::string(option));
+    if (it == index_.end()) return false;
+    const size_t at = it->second;
+    options_.erase(options_.begin() + static_cast<std::ptrdiff_t>(at));
+    index_.erase(it);
+    for (auto& [n, i] : index_)
+        if (i > at) --i;
+    return true;
 }
 
 namespace {
@@ -78,7 +93,7 @@ UciSection& UciPackage::add_section(std::string type, std::string name) {
         }
         by_name_[name] = sections_.size();
     }
-    sections_.push_back(UciSection{std::move(type), std::move(name), {}});
+    sections_.emplace_back(std::move(type), std::move(name));
     return sections_.back();
 }
 
@@ -115,12 +130,9 @@ bool UciPackage::set(std::string_view path, std::string_view value) {
     UciSection* s = section(path.substr(0, dot));
     std::string_view opt = path.substr(dot + 1);
     if (!s || !valid_name(opt)) return false;
-    if (UciOption* o = s->find(opt)) {
-        o->is_list = false;
-        o->values.assign(1, std::string(value));
-    } else {
-        s->options.push_back(UciOption{std::string(opt), false, {std::string(value)}});
-    }
+    UciOption& o = s->option(opt);
+    o.is_list = false;
+    o.values.assign(1, std::string(value));
     return true;
 }
 
@@ -130,13 +142,9 @@ bool UciPackage::add_list(std::string_view path, std::string_view value) {
     UciSection* s = section(path.substr(0, dot));
     std::string_view opt = path.substr(dot + 1);
     if (!s || !valid_name(opt)) return false;
-    UciOption* o = s->find(opt);
-    if (!o) {
-        s->options.push_back(UciOption{std::string(opt), true, {}});
-        o = &s->options.back();
-    }
-    o->is_list = true;  // a plain option becomes a list keeping its value, as uci does
-    o->values.emplace_back(value);
+    UciOption& o = s->option(opt);
+    o.is_list = true;  // a plain option becomes a list keeping its value, as uci does
+    o.values.emplace_back(value);
     return true;
 }
 
@@ -243,22 +251,15 @@ class Lexer {
 };
 
 void set_option(UciSection& s, const std::string& name, std::string value) {
-    if (UciOption* o = s.find(name)) {
-        o->is_list = false;
-        o->values.assign(1, std::move(value));
-    } else {
-        s.options.push_back(UciOption{name, false, {std::move(value)}});
-    }
+    UciOption& o = s.option(name);
+    o.is_list = false;
+    o.values.assign(1, std::move(value));
 }
 
 void add_list_value(UciSection& s, const std::string& name, std::string value) {
-    UciOption* o = s.find(name);
-    if (!o) {
-        s.options.push_back(UciOption{name, true, {}});
-        o = &s.options.back();
-    }
-    o->is_list = true;  // a plain option becomes a list keeping its value, as uci does
-    o->values.push_back(std::move(value));
+    UciOption& o = s.option(name);
+    o.is_list = true;  // a plain option becomes a list keeping its value, as uci does
+    o.values.push_back(std::move(value));
 }
 
 }  // namespace
@@ -332,14 +333,8 @@ bool apply_uci_change(UciPackage& pkg, std::string_view line) {
     switch (op) {
         case '-':
             if (dot == std::string_view::npos) return pkg.remove_section(path);
-            if (UciSection* s = pkg.section(path.substr(0, dot))) {
-                auto& opts = s->options;
-                for (auto it = opts.begin(); it != opts.end(); ++it)
-                    if (it->name == path.substr(dot + 1)) {
-                        opts.erase(it);
-                        return true;
-                    }
-            }
+            if (UciSection* s = pkg.section(path.substr(0, dot)))
+                return s->remove(path.substr(dot + 1));
             return false;
         case '|':
             return eq != std::string_view::npos && pkg.add_list(path, value);
@@ -377,7 +372,7 @@ std::string render_uci(const UciPackage& pkg) {
         out += "\nconfig " + s.type;
         if (!s.name.empty()) out += " " + uci_quote(s.name);
         out += '\n';
-        for (const auto& o : s.options) {
+        for (const auto& o : s.options()) {
             for (const auto& v : o.values)
                 out += std::string("\t") + (o.is_list ? "list " : "option ") + o.name + " " +
                        uci_quote(v) + "\n";

@@ -17,13 +17,28 @@ struct UciOption {
     std::vector<std::string> values;  // one value for a plain option
 };
 
-struct UciSection {
+// A section's options keep their order; a name index makes each lookup constant time,
+// so a section with tens of thousands of options still parses in linear time. The
+// options are read freely but changed only through the methods, which keep the index.
+class UciSection {
+  public:
+    UciSection() = default;
+    UciSection(std::string type_, std::string name_)
+        : type(std::move(type_)), name(std::move(name_)) {}
+
     std::string type;
     std::string name;  // empty for an anonymous section
-    std::vector<UciOption> options;
 
+    const std::vector<UciOption>& options() const { return options_; }
     const UciOption* find(std::string_view option) const;
     UciOption* find(std::string_view option);
+    // The option of that name, appended (a plain option without values) when absent.
+    UciOption& option(std::string_view option);
+    bool remove(std::string_view option);
+
+  private:
+    std::vector<UciOption> options_;
+    std::unordered_map<std::string, size_t> index_;
 };
 
 class UciPackage {

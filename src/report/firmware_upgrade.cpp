@@ -1,11 +1,14 @@
 #include "report/firmware_upgrade.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include "core/daemon.h"
 #include "platform/fs.h"
+#include "platform/input_limits.h"
+#include "platform/numbers.h"
 #include "platform/platform.h"
 #include "platform/uci_session.h"
 
@@ -243,7 +246,9 @@ json::Ptr create_satellite_fw_obj() {
     }
     std::string count = ovraNvramConfig_get("soapc_sat_access_count");
     json::add_string(obj.get(), "numberOfSatellite", count);
-    int satellites = std::atoi(count.c_str());
+    // The count is reported as it stands, but only the satellites the cache can hold
+    // are listed: a wild count must not grow the report without bound.
+    const int satellites = std::min(numbers::parse_int(count), limits::kMaxSatellites);
     for (int i = 0; i < satellites; ++i) {
         json::Ptr sat = satellite_fw_entry(uci, i);
         if (!sat) {

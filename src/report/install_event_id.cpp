@@ -1,8 +1,8 @@
 #include "report/install_event_id.h"
 
-#include <cstdlib>
 #include <string>
 
+#include "platform/numbers.h"
 #include "platform/platform.h"
 
 namespace {
@@ -11,10 +11,10 @@ constexpr const char* kInstallEventIdKey = "RAE_installEventId";
 
 int advance_install_event_id() {
     const std::string current = ovraNvramConfig_get(kInstallEventIdKey);
-    // atoi semantics: a non-number counts as 0. The sum is formed wide and kept to
-    // the int the key has always held.
-    const long long next = current.empty() ? 1 : std::strtoll(current.c_str(), nullptr, 10) + 1;
-    const int value = static_cast<int>(next);
+    // atoi semantics: a non-number counts as 0. The key has always held an int; a
+    // value beyond it reads as INT_MAX, and the identifier stays there rather than wrap.
+    const int value =
+        current.empty() ? 1 : numbers::increment_saturated(numbers::parse_int(current));
     ovraNvramConfig_set(kInstallEventIdKey, std::to_string(value));
     return value;
 }

@@ -8,6 +8,7 @@
 
 #include "core/daemon.h"
 #include "platform/fs.h"
+#include "platform/numbers.h"
 #include "platform/platform.h"
 #include "platform/shell.h"
 #include "report/install_event_id.h"
@@ -147,9 +148,11 @@ void rearm_report_key(int code) {
 
 void count_in_nvram(const char* key) {
     const std::string current = ovraNvramConfig_get(key);
-    const long long next = current.empty() ? 1 : std::strtoll(current.c_str(), nullptr, 10) + 1;
+    // Saturating: a count at INT_MAX (or a value written beyond it) stays INT_MAX.
+    const int next =
+        current.empty() ? 1 : numbers::increment_saturated(numbers::parse_int(current));
     char text[16];
-    std::snprintf(text, sizeof text, "%d", static_cast<int>(next));
+    std::snprintf(text, sizeof text, "%d", next);
     ovraNvramConfig_set(key, text);
 }
 

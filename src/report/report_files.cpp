@@ -39,8 +39,20 @@ __attribute__((format(printf, 1, 2))) void debug_console(const char* format, ...
     platform::append_console(line);
 }
 
+// The copy command keeps the router's 128-byte buffer. A hardware version long enough
+// to cut the line there would land the copy in a wrongly named file, so such a line is
+// refused whole and no copy is made.
 void copy_to_type_file(const char* format, const std::string& hw, int code) {
-    shell::run(shell::compose(kCopyCommandSize, format, shell::word(hw), shell::word(hw), code));
+    auto line = shell::compose(kCopyCommandSize + hw.size() * 2 + 32, format, shell::word(hw),
+                               shell::word(hw), code);
+    if (line && line->size() >= kCopyCommandSize) {
+        std::printf(
+            "[telem_json] hardware version \"%s\" too long for the report file names, "
+            "report not copied\n",
+            shell::printable(hw).c_str());
+        return;
+    }
+    shell::run(line);
 }
 
 // Replaces the device part of the routine report with one built from the reduced

@@ -1,0 +1,40 @@
+// Bounds this daemon keeps on what other programs hand it.
+//
+// Every file, nvram value, UCI table and tool output the daemon reads is written by
+// some other program on the router, and the daemon runs for months on a small memory.
+// Where the router's own conventions fix a size (a 128-byte command buffer, a 32-entry
+// satellite cache, 128 attached devices) that size holds; the limits below cover what
+// those conventions leave open. They are kept here, in one place, so that a reader
+// finds every bound the daemon chose for itself.
+#pragma once
+
+#include <cstddef>
+
+namespace limits {
+
+// Whole-file reads (policy file, event files) refuse a file larger than this, and
+// line-by-line reads of a tool's output stop once the lines kept take this much
+// memory (text plus the bookkeeping of each line). The biggest file
+// the daemon reads whole is a Wi-Fi event batch, far below it.
+inline constexpr size_t kMaxInputFileBytes = 2 * 1024 * 1024;
+
+// Only regular files are read. A FIFO, a device or a socket put where a file is
+// expected is refused without opening it for blocking reads (the daemon is single
+// threaded: one blocked read stops every report).
+
+// Decimal numbers from nvram, files and tool outputs are parsed with saturation: a
+// value beyond the range of the type it is kept in reads as the nearest bound, and a
+// counter at its upper bound stays there instead of wrapping (platform/numbers.h).
+
+// Satellite loops driven by nvram soapc_sat_access_count visit at most as many
+// satellites as the satellite cache holds.
+inline constexpr int kMaxSatellites = 32;
+
+// Every report file name must reach the copy command whole: a hardware version that
+// would not fit the 128-byte copy command is refused with a message and no copy is
+// made (never a copy under a cut name).
+
+// UCI sections index their options by name, so a table with tens of thousands of
+// options parses in linear time.
+
+}  // namespace limits
