@@ -49,6 +49,6 @@ t_json "$r" '.memoryUsage.memoryInfo.meminfoLog' | grep -q '^MemTotal: *500000 k
 t_expect_eq "event type" "$(t_json "$r" '.routerHardware.eventType')" 2
 [ -e "$T_ROOT/tmp/ra_memory_alarm" ] || t_fail "the alarm mark file was not made"
 # The alarm is reported once while the mark file stays (x60: a pass is about 10 s).
-sleep 15
+sleep 10
 [ "$(memory_alarm_reports | wc -l)" -eq 1 ] || t_fail "the memory alarm was reported more than once"
 t_pass "memory alarm published once as event type 2"

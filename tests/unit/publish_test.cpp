@@ -10,6 +10,7 @@
 #include "core/daemon.h"
 #include "report/install_event_id.h"
 #include "report/report_files.h"
+#include "state/health_alarms.h"
 #include "support/fake_backend.h"
 
 using testing_support::FakeBackend;
@@ -400,6 +401,28 @@ TEST_F(Publish, RoutineReportSuccessClearsWhatItCarried) {
     EXPECT_EQ(fake->nvram["ra_otp_wifi2_lowestTemp"], "40");
     EXPECT_EQ(fake->nvram["manage_by_gui"], "0");
     EXPECT_EQ(fake->nvram["manage_by_app"], "0");
+}
+
+TEST_F(Publish, RoutineReportSuccessClearsTheRadiosTemperatureStatistics) {
+    awsiotpub_logs("Publish done\n");
+    fake->nvram["hwver"] = "VRE670";  // sensors wifi0, wifi1, wifi2
+    ensure_thermal_table(d);
+    for (auto& s : d.info.health.thermal.sensors) {
+        s.highest = 80;
+        s.lowest = 70;
+        s.trigger_count = 2;
+    }
+    d.ifnames[0] = "ath0";
+    d.ifnames[1] = "ath1";
+    publish(1);
+    const auto& sensors = d.info.health.thermal.sensors;
+    for (int radio : {0, 1}) {
+        EXPECT_EQ(sensors[static_cast<size_t>(radio)].highest, 999) << radio;
+        EXPECT_EQ(sensors[static_cast<size_t>(radio)].lowest, 999) << radio;
+        EXPECT_EQ(sensors[static_cast<size_t>(radio)].trigger_count, 2u) << radio;
+    }
+    EXPECT_EQ(sensors[2].highest, 80);
+    EXPECT_EQ(sensors[2].lowest, 70);
 }
 
 TEST_F(Publish, RadioIndicesRunFromZeroToTheRadioCount) {
