@@ -68,6 +68,7 @@ class NetScanRandom : public ::testing::Test {
 
 TEST_F(NetScanRandom, TruncatedAtEveryLineGivesNoDocumentOrAPartialOne) {
     std::string dump = fixture();
+    ASSERT_FALSE(dump.empty());
     size_t db_line = dump.find("-- DB (");
     for (size_t end = 0; end <= dump.size(); end = dump.find('\n', end + 1)) {
         if (end == std::string::npos) end = dump.size();
@@ -83,12 +84,14 @@ TEST_F(NetScanRandom, TruncatedAtEveryLineGivesNoDocumentOrAPartialOne) {
 
 TEST_F(NetScanRandom, TruncatedAtAnyByteNeverCrashes) {
     std::string dump = fixture();
+    ASSERT_FALSE(dump.empty());
     for (size_t end = 0; end <= dump.size(); end += 3) expect_sane(dump.substr(0, end));
     expect_sane(dump.substr(0, dump.size() - 1));
 }
 
 TEST_F(NetScanRandom, ThousandDatabaseEntriesAreAllRead) {
     std::string dump = fixture();
+    ASSERT_FALSE(dump.empty());
     dump = dump.substr(0, dump.find("-- DB (")) + "-- DB (1000 entries) --\n";
     for (int i = 1; i <= 1000; ++i) dump += database_entry(i);
     NetScanResult r = parse_net_scan(dump);
@@ -103,6 +106,7 @@ TEST_F(NetScanRandom, ThousandDatabaseEntriesAreAllRead) {
 TEST_F(NetScanRandom, TenKilobyteLinesAnywhereNeverCrash) {
     std::mt19937 rng(1905);
     std::string dump = fixture();
+    ASSERT_FALSE(dump.empty());
     std::vector<std::string> fillers = {
         std::string(10240, 'a'), std::string(10240, ' '), "Radios:" + std::string(10233, '\t'),
         "Bridged addresses: " + std::string(10221, '9'), "-- DB (" + std::string(10233, '7')};
@@ -121,6 +125,7 @@ TEST_F(NetScanRandom, TenKilobyteLinesAnywhereNeverCrash) {
 TEST_F(NetScanRandom, TabsAndBlanksInOddPlacesNeverCrash) {
     std::mt19937 rng(4242);
     std::string dump = fixture();
+    ASSERT_FALSE(dump.empty());
     const char odd[] = {' ', '\t', '\r', '\v', '\f'};
     for (int round = 0; round < 300; ++round) {
         std::string d = dump;
@@ -134,6 +139,7 @@ TEST_F(NetScanRandom, TabsAndBlanksInOddPlacesNeverCrash) {
 TEST_F(NetScanRandom, BinaryBytesNeverCrash) {
     std::mt19937 rng(77);
     std::string dump = fixture();
+    ASSERT_FALSE(dump.empty());
     std::uniform_int_distribution<int> byte(0, 255);
     for (int round = 0; round < 300; ++round) {
         std::string d = dump;
