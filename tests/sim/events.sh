@@ -16,13 +16,23 @@ fwd=$T_ROOT/.sim/forwarded-events
 forwarded() { # NAME-SUFFIX: a forwarded event file ending so
     ls "$fwd" 2>/dev/null | grep -q -- "-$1\$"
 }
-all_in() {
-    t_has_report_of_type 0 && t_has_report_of_type 2 && t_has_report_of_type 17 &&
-        forwarded DetectWANType && forwarded telem_dbglog_file
+# Received reports whose header's eventType is TYPE, read with one awk over the files
+# (the header comes first), so that waiting stays cheap while reports pile up.
+reports_of() { # TYPE
+    t=$1
+    set -- "$T_REPORTS"/[0-9]*.json
+    [ -e "$1" ] || return 0
+    awk -v t="$t" 'FNR <= 20 && $0 ~ ("\"eventType\":[ \t]*" t ",") { print FILENAME; nextfile }' "$@"
 }
-t_wait 50 all_in || t_fail "missing: type 0 $(t_reports_of_type 0 | wc -l), type 2 $(t_reports_of_type 2 | wc -l), type 17 $(t_reports_of_type 17 | wc -l), forwarded: $(ls "$fwd" 2>/dev/null | tr '\n' ' ')"
+has() { [ -n "$(reports_of "$1")" ]; }
+all_in() {
+    has 0 && has 2 && has 17 && forwarded DetectWANType && forwarded telem_dbglog_file
+}
+t_log "daemon started"
+t_wait 45 all_in || t_fail "missing: type 0 $(reports_of 0 | wc -l), type 2 $(reports_of 2 | wc -l), type 17 $(reports_of 17 | wc -l), forwarded: $(ls "$fwd" 2>/dev/null | tr '\n' ' ')"
 
-r=$(t_reports_of_type 0 | head -n 1)
+t_log "all reports and events in"
+r=$(reports_of 0 | head -n 1)
 t_expect_eq "lastRebootTimestamp" "$(t_json "$r" '.kernelReboot.lastRebootTimestamp')" "2026/1/3 04:12:33"
 t_expect_eq "lastRebootReason" "$(t_json "$r" '.kernelReboot.lastRebootReason')" "1"
 t_json "$r" '.kernelReboot.kernelCrashLog' | grep -q "wlan_vdev_mlme_get_state" ||
@@ -30,13 +40,13 @@ t_json "$r" '.kernelReboot.kernelCrashLog' | grep -q "wlan_vdev_mlme_get_state" 
 t_expect_eq "latest_reboot_data.txt" "$(cat "$T_ROOT/opt/persistent/router-analytics/latest_reboot_data.txt")" \
     "2026/1/3 04:12:33, reason: 1"
 t_expect_eq "reboot history" "$(wc -l <"$T_ROOT/opt/persistent/router-analytics/reboot_by_user.txt")" "3"
-t_expect_eq "kernel reboot reports" "$(t_reports_of_type 0 | wc -l)" "1"
+t_expect_eq "kernel reboot reports" "$(reports_of 0 | wc -l)" "1"
 
-r=$(t_reports_of_type 1 | head -n 1)
+r=$(reports_of 1 | head -n 1)
 t_expect_eq "hubShare.usbStorage" "$(t_json "$r" '.hubShare.usbStorage')" "true"
 
 n=0
-for f in $(t_reports_of_type 2); do
+for f in $(reports_of 2); do
     [ "$(t_json "$f" '.ssorapLoginEvent.ssorapEventType // empty')" = GUILoginRedirect ] || continue
     n=$((n + 1))
     t_expect_eq "ssorapSubEventType" "$(t_json "$f" '.ssorapLoginEvent.ssorapSubEventType')" "LoginRedirectToServer"
@@ -45,7 +55,7 @@ for f in $(t_reports_of_type 2); do
 done
 t_expect_eq "login events" "$n" "1"
 
-r=$(t_reports_of_type 17 | head -n 1)
+r=$(reports_of 17 | head -n 1)
 t_expect_eq "install source" "$(t_json "$r" '.installEvent.source')" "RA"
 t_expect_eq "install verb" "$(t_json "$r" '.installEvent.verb')" "install"
 t_expect_eq "install payload" "$(t_json "$r" '.installEvent.payload.model')" "VRS670"
