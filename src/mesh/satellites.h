@@ -15,12 +15,13 @@
 
 #include "json/json.h"
 #include "mesh/attached_devices.h"
+#include "platform/input_limits.h"
 
 struct Daemon;
 
 // The satellite table holds this many satellites; every satellite count is kept
 // within it.
-inline constexpr int kMaxSatellites = 32;
+inline constexpr int kMaxSatellites = limits::kMaxSatellites;
 
 // What the collection record remembers of each satellite between passes, in the
 // router's fixed buffers.

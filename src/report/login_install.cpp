@@ -57,6 +57,15 @@ std::string body_text(const cJSON* body, const char* name) {
     return text ? text : "";
 }
 
+// The DAL event being reported is an install event: its header (kept by the header
+// builder) carries event type 17. An install-event flag left from an earlier install
+// event that never reached this builder must not turn another event into one.
+bool reporting_install_event(const Daemon& d) {
+    const cJSON* doc = d.dal_header_source.get();
+    const cJSON* type = doc && doc->child ? json::get(doc->child, "eventType") : nullptr;
+    return cJSON_IsNumber(type) && type->valueint == kInstallEventType;
+}
+
 }  // namespace
 
 std::string sso_sign_in_link() {
@@ -129,7 +138,7 @@ json::Ptr create_install_event_obj(cJSON* body, const DevInfo& identity) {
 
 void fill_install_event(Daemon& d, cJSON* body) {
     d.info.install_event = 0;
-    if (!body) return;
+    if (!body || !reporting_install_event(d)) return;
     json::Ptr event = create_install_event_obj(body, d.info);
     if (!event) return;
     // The body keeps its place (and name) in the report; its members become the install

@@ -34,5 +34,6 @@ std::string sso_sign_in_link();
 json::Ptr create_install_event_obj(cJSON* body, const DevInfo& identity);
 
 // Replaces the members of a DAL install event body by the install event's, in place,
-// and clears the install-event flag.
+// and clears the install-event flag. A body whose DAL header is not of an install event
+// is left as it is.
 void fill_install_event(Daemon& d, cJSON* body);

@@ -29,7 +29,6 @@ constexpr size_t kFingLine = 512;
 constexpr size_t kCmInfoLine = 128;
 constexpr size_t kHopPiece = 8;  // 7 characters and the terminator
 constexpr size_t kSpeedtestCopy = 63;
-constexpr int kMaxSatellites = 32;
 
 std::string nv(const char* key) {
     return ovraNvramConfig_get(key);

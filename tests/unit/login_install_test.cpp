@@ -257,6 +257,7 @@ TEST_F(InstallEvent, MissingOrNumericTextsGiveEmptyStrings) {
 
 TEST_F(InstallEvent, FillerReplacesTheBodyMembersInPlaceAndClearsTheFlag) {
     d.info.install_event = 1;
+    d.dal_header_source = json::parse(R"({"publishEventInfo": {"eventType": 17}})");
     json::Ptr root = json::object();
     json::add(root.get(), "installEvent", json::parse(kInstallBody));
     cJSON* body = json::get(root.get(), "installEvent");
@@ -269,6 +270,7 @@ TEST_F(InstallEvent, FillerReplacesTheBodyMembersInPlaceAndClearsTheFlag) {
 }
 
 TEST_F(InstallEvent, BodyThatIsNotAnObjectBecomesTheInstallEvent) {
+    d.dal_header_source = json::parse(R"({"publishEventInfo": {"eventType": 17}})");
     json::Ptr root = json::object();
     json::add(root.get(), "installEvent", json::string("just text"));
     cJSON* body = json::get(root.get(), "installEvent");
@@ -296,4 +298,25 @@ TEST_F(InstallEvent, DalReportOfTypeSeventeenCarriesTheInstallEvent) {
     EXPECT_STREQ(json::get_string(ev, "id"), "7");
     EXPECT_STREQ(json::get_string(ev, "kilnVersion"), "V1.2.3");
     EXPECT_STREQ(json::get_string(ev, "routerModel"), "VRE670");
+}
+
+TEST_F(InstallEvent, FlagOfAnUnusableInstallEventDoesNotCarryOverToTheNextDalEvent) {
+    fake->mkdir("/tmp/telem_json_dir");
+    fake->nvram["RA_enable"] = "1";
+    // An install event without a body: rejected, the builder never runs.
+    fake->write("/tmp/telem_json_dal_dir/dal_event.json",
+                R"({"publishEventInfo": {"eventType": 17}})");
+    testing::internal::CaptureStdout();
+    create_device_json(d, 6);
+    fake->write("/tmp/telem_json_dal_dir/dal_event.json",
+                R"({"publishEventInfo": {"eventType": 12}, "speedTest": {"status": "done"}})");
+    create_device_json(d, 6);
+    testing::internal::GetCapturedStdout();
+    auto report = fake->read("/tmp/telem_json_dir/telem_VRE670.json");
+    ASSERT_TRUE(report);
+    json::Ptr doc = json::parse(*report);
+    const cJSON* body = json::get(doc.get(), "speedTest");
+    EXPECT_STREQ(json::get_string(body, "status"), "done");
+    EXPECT_EQ(json::get(body, "source"), nullptr);
+    EXPECT_EQ(d.info.install_event, 0);
 }
