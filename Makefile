@@ -19,7 +19,7 @@ build: deps
 # Every test: unit, end-to-end and simulator tests on the normal build, then the unit
 # suite again under AddressSanitizer and UndefinedBehaviorSanitizer.
 test: build
-	cd $(BUILD) && ctest --output-on-failure -j$(JOBS)
+	cd $(BUILD) && ctest --output-on-failure -j$(JOBS) -LE soak
 	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTELEM_SANITIZE=ON -DTELEM_TOOLS=OFF -DTELEM_BENCH=OFF >/dev/null
 	cmake --build $(ASAN_BUILD) -j$(JOBS) --target unit_tests
 	cd $(ASAN_BUILD) && ctest --output-on-failure -j$(JOBS) -L unit
@@ -48,7 +48,7 @@ clean:
 # that a new crash fails the build.
 FUZZ_BUILD       ?= build-fuzz
 FUZZ_SECONDS     ?= 60
-FUZZ_CI_SECONDS  ?= 3
+FUZZ_CI_SECONDS  ?= 2
 
 .PHONY: fuzz fuzz-build fuzz-short
 
@@ -68,3 +68,9 @@ test: fuzz-short
 fuzz-clean:
 	rm -rf $(FUZZ_BUILD)
 clean: fuzz-clean
+
+# --- soak ---
+# Long runs kept apart from `make test` (ctest label soak).
+.PHONY: soak
+soak: build
+	cd $(BUILD) && ctest --output-on-failure -L soak
