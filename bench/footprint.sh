@@ -111,9 +111,11 @@ measure() {
             for (i = 2; i <= n; i++) { t = a[i]; for (j = i - 1; j >= 1 && a[j] > t; j--) a[j + 1] = a[j]; a[j + 1] = t }
             return n % 2 ? a[(n + 1) / 2] : (a[n / 2] + a[n / 2 + 1]) / 2
         }
-        $1 >= 1 && !(($1) in at) { at[$1] = NR; cpu[$1] = $2; hwm[$1] = $3; anon[$1] = $4; calls[$1] = $5; procs[$1] = $6 }
+        # The daemon writes its output in blocks, so the count of begun passes can jump;
+        # a sample then opens every pass it skipped.
+        $1 > seen { for (k = seen + 1; k <= $1; k++) { at[k] = NR; cpu[k] = $2; hwm[k] = $3; anon[k] = $4; calls[k] = $5; procs[k] = $6 } seen = $1 }
         END {
-            if (!((passes + 1) in at)) { printf "%-8s only %d passes seen\n", name, length(at) - 1; exit 1 }
+            if (!((passes + 1) in at)) { printf "%-8s only %d passes seen\n", name, seen - 1; exit 1 }
             for (k = 1; k <= passes; k++) {
                 c[k] = (cpu[k + 1] - cpu[k]) * 1000 / tick
                 t[k] = calls[k + 1] - calls[k]
