@@ -18,6 +18,6 @@ if [ "$(id -u)" != 0 ]; then
 fi
 echo "install-deps: installing$missing"
 export DEBIAN_FRONTEND=noninteractive
-apt-get update -qq
+apt-get update -qq || echo "install-deps: apt-get update reported errors; trying the install anyway" >&2
 # shellcheck disable=SC2086
 apt-get install -y -qq --no-install-recommends $missing >/dev/null

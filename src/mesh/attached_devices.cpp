@@ -273,8 +273,8 @@ void fill_connected_node(AttachPass& p, std::string_view package, std::string_vi
 // --- identity from the Fing engine ---------------------------------------------------
 
 // Copies `value` into `field`, or announces that it is missing.
-template <size_t N>
-void copy_or_report(FixedText<N>& field, const std::string& value, const char* missing) {
+template <typename Field>
+void copy_or_report(Field& field, const std::string& value, const char* missing) {
     field = value;
     if (value.empty()) std::puts(missing);
 }

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -13,9 +14,8 @@ struct Daemon;
 
 inline constexpr int kMaxAttachedDevices = 128;
 
-// A NUL-terminated text in a fixed buffer of N bytes, as the table keeps it: at most
-// N - 1 characters; a longer value is cut. The table lives in the collection record
-// and is refilled every pass without allocating.
+// A NUL-terminated text in a fixed buffer of N bytes: at most N - 1 characters; a
+// longer value is cut. For the short texts of the record (counts, flags).
 template <size_t N>
 class FixedText {
   public:
@@ -49,8 +49,61 @@ class FixedText {
     char data_[N] = {};
 };
 
-using Text64 = FixedText<64>;
-using Text256 = FixedText<256>;
+// A text of at most N - 1 characters (a longer value is cut, as in a char[N] field),
+// held in a block exactly as long as the text; an empty text holds nothing. A device
+// entry has thirty-odd of these, most of them short or empty, so the table costs what
+// its devices say rather than 128 times the largest entry.
+template <size_t N>
+class BoundedText {
+  public:
+    static constexpr size_t kCapacity = N - 1;
+
+    BoundedText() = default;
+    BoundedText(std::string_view v) { assign(v); }  // NOLINT: reads as the text it holds
+    BoundedText(const BoundedText& o) { assign(o.view()); }
+    BoundedText(BoundedText&&) noexcept = default;
+    BoundedText& operator=(const BoundedText& o) {
+        if (this != &o) assign(o.view());
+        return *this;
+    }
+    BoundedText& operator=(BoundedText&&) noexcept = default;
+    BoundedText& operator=(std::string_view v) {
+        assign(v);
+        return *this;
+    }
+    void assign(std::string_view v) {
+        v = v.substr(0, v.find('\0'));  // a C string ends at its first NUL
+        size_t n = v.size() < kCapacity ? v.size() : kCapacity;
+        if (n == 0) {
+            data_.reset();
+            return;
+        }
+        // Copied before the old block is released: `v` may point into it.
+        auto block = std::make_unique_for_overwrite<char[]>(n + 1);
+        std::memcpy(block.get(), v.data(), n);
+        block[n] = '\0';
+        data_ = std::move(block);
+    }
+    void clear() { data_.reset(); }
+
+    const char* c_str() const { return data_ ? data_.get() : ""; }
+    std::string_view view() const { return c_str(); }
+    operator std::string_view() const { return view(); }  // NOLINT
+    std::string str() const { return std::string(view()); }
+    bool empty() const { return !data_; }
+    size_t size() const { return view().size(); }
+
+    friend bool operator==(const BoundedText& a, std::string_view b) { return a.view() == b; }
+    friend std::ostream& operator<<(std::ostream& os, const BoundedText& t) {
+        return os << t.view();
+    }
+
+  private:
+    std::unique_ptr<char[]> data_;
+};
+
+using Text64 = BoundedText<64>;
+using Text256 = BoundedText<256>;
 
 // One device. Member comments name the report member each field becomes.
 struct AttachDevEntry {

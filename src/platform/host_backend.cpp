@@ -1,7 +1,11 @@
 #include "platform/host_backend.h"
 
 #include <fcntl.h>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 #include <signal.h>
+#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -50,6 +54,50 @@ int wait_for(pid_t pid) {
         if (errno != EINTR) return -1;
     }
     return status;
+}
+
+// Commands are started with posix_spawn, which does not copy the daemon's address
+// space the way fork() does (the C library starts the child on a fresh stack sharing
+// the parent's memory until it execs), so the cost of a command no longer grows with
+// the daemon's own size.
+class SpawnActions {
+  public:
+    SpawnActions() { ::posix_spawn_file_actions_init(&actions_); }
+    ~SpawnActions() { ::posix_spawn_file_actions_destroy(&actions_); }
+    SpawnActions(const SpawnActions&) = delete;
+    SpawnActions& operator=(const SpawnActions&) = delete;
+    // The child's standard output becomes `fd` (which the child then closes).
+    void stdout_to(int fd) {
+        ::posix_spawn_file_actions_adddup2(&actions_, fd, STDOUT_FILENO);
+        if (fd != STDOUT_FILENO) ::posix_spawn_file_actions_addclose(&actions_, fd);
+    }
+    const posix_spawn_file_actions_t* get() const { return &actions_; }
+
+  private:
+    posix_spawn_file_actions_t actions_;
+};
+
+// True when posix_spawn failed because the program could not be executed, which a
+// forked child would have reported as exit status 127; any other failure (no
+// memory, no more processes) means no child was made at all.
+bool exec_failure(int error) {
+    return error == ENOENT || error == EACCES || error == ENOEXEC || error == ENOTDIR ||
+           error == ELOOP || error == ENAMETOOLONG || error == EPERM;
+}
+
+// The wait status of a child that called _exit(127).
+constexpr int kCouldNotExecStatus = 127 << 8;
+
+// Starts "/bin/sh -c <command>" with `actions`; the child's PID, or the spawn error as
+// a negative number.
+pid_t spawn_shell(const std::string& command, const SpawnActions& actions) {
+    char sh[] = "sh";
+    char dash_c[] = "-c";
+    std::string line = command;  // argv is not const in the interface
+    char* argv[] = {sh, dash_c, line.data(), nullptr};
+    pid_t pid = -1;
+    int rc = ::posix_spawn(&pid, "/bin/sh", actions.get(), nullptr, argv, environ);
+    return rc == 0 ? pid : -rc;
 }
 
 std::string normalise_mac(std::string_view text) {
@@ -120,6 +168,7 @@ std::shared_ptr<const UciPackage> HostBackend::uci_load(const std::string& dir,
             break;
     }
     ++uci_parses_;
+    c.text_size = text.size();
     auto parsed = parse_uci(text, package);
     if (parsed) {
         c.pkg = std::make_shared<const UciPackage>(std::move(*parsed));
@@ -140,25 +189,37 @@ int HostBackend::uci_store(const std::string& dir, const UciPackage& pkg) {
 
 int HostBackend::run_shell(const std::string& command) {
     ChildWaitScope scope;
-    std::fflush(nullptr);
-    pid_t pid = ::fork();
-    if (pid < 0) return -1;
-    if (pid == 0) {
-        ::execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
-        ::_exit(127);
-    }
+    std::fflush(nullptr);  // what the daemon printed comes before the command's output
+    SpawnActions none;
+    pid_t pid = spawn_shell(command, none);
+    if (pid < 0) return exec_failure(-pid) ? kCouldNotExecStatus : -1;
     return wait_for(pid);
 }
 
 std::optional<std::string> HostBackend::popen_read(const std::string& command) {
     ChildWaitScope scope;
     std::fflush(nullptr);
-    UniquePipe p(::popen(command.c_str(), "r"));
-    if (!p) return std::nullopt;
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0) return std::nullopt;
+    UniqueFd read_end(ends[0]);
+    UniqueFd write_end(ends[1]);
+    SpawnActions actions;
+    actions.stdout_to(write_end.get());
+    pid_t pid = spawn_shell(command, actions);
+    write_end.reset();  // the child holds the only writer now: EOF comes when it is done
+    if (pid < 0) return std::nullopt;
     std::string out;
     char buf[4096];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, p.get())) > 0) out.append(buf, n);
+    for (;;) {
+        ssize_t n = ::read(read_end.get(), buf, sizeof buf);
+        if (n > 0) {
+            out.append(buf, static_cast<size_t>(n));
+        } else if (n == 0 || errno != EINTR) {
+            break;
+        }
+    }
+    read_end.reset();
+    wait_for(pid);
     return out;
 }
 
@@ -170,17 +231,14 @@ int HostBackend::exec_to_file(const std::vector<std::string>& argv, const std::s
     args.push_back(nullptr);
     ChildWaitScope scope;
     std::fflush(nullptr);
-    pid_t pid = ::fork();
-    if (pid < 0) return -1;
-    if (pid == 0) {
-        int fd = ::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        if (fd >= 0) {
-            ::dup2(fd, 1);
-            ::close(fd);
-        }
-        ::execvp(args[0], args.data());
-        ::_exit(127);
-    }
+    // When the file cannot be made the program still runs, writing where the daemon does.
+    UniqueFd out(::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    SpawnActions actions;
+    if (out) actions.stdout_to(out.get());
+    pid_t pid = -1;
+    int rc = ::posix_spawnp(&pid, args[0], actions.get(), nullptr, args.data(), environ);
+    out.reset();
+    if (rc != 0) return exec_failure(rc) ? 127 : -1;
     int status = wait_for(pid);
     return status >= 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
@@ -205,7 +263,24 @@ void HostBackend::local_time(int64_t when, std::tm& out) {
 }
 
 void HostBackend::sleep_seconds(unsigned seconds) {
+    release_large_packages();
     ::sleep(seconds);
+}
+
+void HostBackend::release_large_packages() {
+    bool released = false;
+    for (auto& [file, c] : uci_cache_) {
+        if (!c.pkg || c.text_size < kKeepParsedBelow) continue;
+        c.pkg.reset();
+        c.watch.forget();  // parsed again, from the file, when next asked for
+        released = true;
+    }
+#if defined(__GLIBC__)
+    // glibc keeps freed blocks below its top chunk; give the pages back to the router.
+    if (released) ::malloc_trim(0);
+#else
+    (void)released;  // musl returns freed pages by itself
+#endif
 }
 
 void HostBackend::seed_random(unsigned seed) {

@@ -2,7 +2,10 @@
 //
 //  - nvram: the text file /etc/nvram.txt (or $NVRAM_FILE), see nvram_file.h.
 //  - UCI: package P of directory D is the file D/P; parsed packages are cached and
-//    re-parsed only when the file changes; commit replaces the file atomically.
+//    re-parsed only when the file changes; commit replaces the file atomically. A
+//    parsed package takes about four times the memory of its text, so the large ones
+//    (the device tables of a crowded home) are released whenever the daemon sleeps:
+//    the passes that read them share one parse, the waits between passes hold none.
 //  - Router paths are resolved against the backend's root: "" (the host's "/") unless
 //    a root directory is given (as the tests do).
 //  - Commands run through /bin/sh -c exactly as composed.
@@ -73,14 +76,19 @@ class HostBackend : public Backend {
     NvramFile& nvram() { return nvram_; }
     unsigned long uci_parse_count() const { return uci_parses_; }
 
+    // Parsed packages whose text has at least this many bytes are not kept over a sleep.
+    static constexpr size_t kKeepParsedBelow = 16 * 1024;
+
   private:
     struct CachedPackage {
         explicit CachedPackage(std::string file) : watch(std::move(file)) {}
         FileWatch watch;
         std::shared_ptr<const UciPackage> pkg;
-        int err = 0;  // the code of the last parse when pkg is empty
+        int err = 0;           // the code of the last parse when pkg is empty
+        size_t text_size = 0;  // of the text last parsed
     };
     std::string at(std::string_view router_path) const;
+    void release_large_packages();
 
     std::string root_;
     NvramFile nvram_;

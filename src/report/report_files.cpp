@@ -103,15 +103,17 @@ void reduction_offline(Daemon& d) {
     debug_console("[%s]Offline:the file size is over 128K[event type1] \n", "reduction_offline");
     auto& table = d.info.attached.entries;
     const int considered = std::clamp(d.reduction.report_device_count, 0, kMaxAttachedDevices);
-    std::vector<AttachDevEntry> scratch(kMaxAttachedDevices);
-    int kept = 0;
-    for (int i = 0; i < considered; ++i) {
-        AttachDevEntry& entry = table[static_cast<size_t>(i)];
-        if (entry.conn_status == "Online") scratch[static_cast<size_t>(kept++)] = std::move(entry);
+    // The online entries move up in table order over the places of the dropped ones;
+    // no second table is needed, as a kept entry never moves down.
+    size_t kept = 0;
+    for (size_t i = 0; i < static_cast<size_t>(considered); ++i) {
+        if (!(table[i].conn_status == "Online")) continue;
+        if (i != kept) table[kept] = std::move(table[i]);
+        ++kept;
     }
-    // Every entry is overwritten: the kept ones first, cleared ones after them.
-    for (size_t i = 0; i < table.size(); ++i) table[i] = std::move(scratch[i]);
-    d.reduction.report_device_count = kept;
+    // Everything after the kept entries is cleared, to the end of the table.
+    for (size_t i = kept; i < table.size(); ++i) table[i] = AttachDevEntry{};
+    d.reduction.report_device_count = static_cast<int>(kept);
 }
 
 void reduction_size(Daemon& d) {

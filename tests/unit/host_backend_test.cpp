@@ -126,6 +126,67 @@ TEST(HostBackendShell, EvalRunsWithoutShellIntoRootedFile) {
     EXPECT_EQ(_eval({"sh", "-c", "exit 4"}, "/tmp/x", 0, nullptr), 4);
 }
 
+int open_descriptors() {
+    int n = 0;
+    for ([[maybe_unused]] const auto& e : std::filesystem::directory_iterator("/proc/self/fd")) ++n;
+    return n;
+}
+
+TEST(HostBackendShell, ShellThatCannotRunTheCommandGivesStatus127) {
+    HostRouter r;
+    int status = doSystem("/nonexistent/program-of-no-router");
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 127);
+}
+
+TEST(HostBackendShell, CommandSeesTheDaemonEnvironmentAndExactLine) {
+    HostRouter r;
+    ::setenv("TELEM_TEST_MARK", "x y", 1);
+    auto out = platform::backend().popen_read("printf '%s|%s' \"$TELEM_TEST_MARK\" \"$0\"");
+    ::unsetenv("TELEM_TEST_MARK");
+    EXPECT_EQ(out, "x y|sh");
+}
+
+TEST(HostBackendShell, PopenKeepsOutputOfAFailingCommandAndLeaksNoDescriptor) {
+    HostRouter r;
+    int before = open_descriptors();
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(platform::backend().popen_read("echo partial; exit 2"), "partial\n");
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST(HostBackendShell, PopenReadsOutputLargerThanThePipe) {
+    HostRouter r;
+    auto out = platform::backend().popen_read(
+        "i=0; while [ $i -lt 20000 ]; do echo 0123456789; i=$((i+1)); done");
+    ASSERT_TRUE(out.has_value());
+    EXPECT_EQ(out->size(), 20000u * 11u);
+}
+
+TEST(HostBackendShell, StandardOutputOfTheDaemonIsNotTheCommandsAfterRedirection) {
+    HostRouter r;
+    // The command's own output goes where its line sends it; the daemon's stays put.
+    testing::internal::CaptureStdout();
+    std::printf("before\n");
+    doSystem("echo inside > " + r.dir.file("o.txt"));
+    std::printf("after\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "before\nafter\n");
+    EXPECT_EQ(r.dir.read("o.txt"), "inside\n");
+}
+
+TEST(HostBackendShell, EvalOfAMissingProgramGives127AndLeaksNoDescriptor) {
+    HostRouter r;
+    r.dir.write("tmp/.keep", "");
+    int before = open_descriptors();
+    EXPECT_EQ(_eval({"no-such-program-anywhere"}, "/tmp/out", 0, nullptr), 127);
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST(HostBackendShell, EvalIntoAnUncreatableFileStillRunsTheProgram) {
+    HostRouter r;
+    EXPECT_EQ(_eval({"sh", "-c", "exit 6"}, "/missing-dir/out", 0, nullptr), 6);
+}
+
 TEST(HostBackendMacList, AllowAndBlockListsFromNvram) {
     HostRouter r;
     ovraNvramConfig_set("ac_allow_list", "aa:bb:cc:dd:ee:ff 001122334455");
@@ -165,6 +226,36 @@ TEST(HostBackendUci, PackageIsParsedAgainOnlyWhenTheFileChanged) {
         EXPECT_EQ(uci.get("devices.AA.ip", 512), "2.2.2.2");
     }
     EXPECT_EQ(r.host.uci_parse_count(), 2u);
+}
+
+TEST(HostBackendUci, LargePackagesAreReleasedWhileTheDaemonSleeps) {
+    HostRouter r;
+    std::string large;
+    for (int i = 0; large.size() < HostBackend::kKeepParsedBelow; ++i)
+        large += "config device 'D" + std::to_string(i) + "'\n\toption ip '10.0.0.1'\n";
+    r.dir.write("tmp/devices", large);
+    r.dir.write("tmp/small", "config s 'a'\n\toption v '1'\n");
+    auto read_both = [] {
+        {
+            UciSession devices("/tmp", "devices", "reader");
+            EXPECT_EQ(devices.get("devices.D0.ip", 512), "10.0.0.1");
+        }
+        UciSession small("/tmp", "small", "reader");
+        EXPECT_EQ(small.get("small.a.v", 512), "1");
+    };
+    read_both();
+    read_both();
+    EXPECT_EQ(r.host.uci_parse_count(), 2u);  // within a pass: one parse each
+    r.host.sleep_seconds(0);
+    read_both();
+    read_both();
+    EXPECT_EQ(r.host.uci_parse_count(), 3u);  // only the large one is parsed again
+    {
+        // A package a session still holds stays usable over the sleep.
+        UciSession devices("/tmp", "devices", "reader");
+        r.host.sleep_seconds(0);
+        EXPECT_EQ(devices.get("devices.D1.ip", 512), "10.0.0.1");
+    }
 }
 
 TEST(HostBackendUci, CommitReplacesTheFileAndIsNotParsedTwice) {
