@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "json/json.h"
+#include "mesh/voice_analytics.h"
 
 struct Daemon;
 
@@ -34,8 +35,9 @@ struct RouterInfoState {
     // The router's region code, reported as "regionCode" (7 characters).
     std::string region_code;
     // Asks the SOAP client for fresh satellite values before the topology is judged
-    // (the voice analytics' trigger, called with "8"); nothing when not installed.
-    std::function<void(Daemon&, std::string_view)> soap_router_fire;
+    // (the voice analytics' trigger, called with "8"). Tests put an observer here.
+    std::function<void(Daemon&, std::string_view)> soap_router_fire =
+        [](Daemon&, std::string_view action) { setSoapRouterFire(action); };
 };
 
 json::Ptr create_router_info_obj(Daemon& d);

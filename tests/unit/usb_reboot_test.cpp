@@ -8,6 +8,7 @@
 #include <string>
 
 #include "core/daemon.h"
+#include "platform/input_limits.h"
 #include "support/fake_backend.h"
 
 using testing_support::FakeBackend;
@@ -218,9 +219,17 @@ TEST_F(KernelReboot, CrashLogThatCannotBeReadInFullGivesNoObject) {
     EXPECT_EQ(compact(), "<null>");
 }
 
-TEST_F(KernelReboot, TenMegabyteCrashLogIsSentWhole) {
+// The daemon reads no input file beyond its limit: a crash log larger than that cannot
+// be read in full, and the report is not built rather than sent cut.
+TEST_F(KernelReboot, TenMegabyteCrashLogCannotBeReadInFullAndGivesNoObject) {
     fake->write(kDir + "latest_reboot_data.txt", "2026/1/1 02:00:00, reason: 1\n");
-    std::string log(10u << 20, 'x');
+    fake->write(kDir + "latest_crash_log.txt", std::string(10u << 20, 'x'));
+    EXPECT_FALSE(create_kernel_reboot_obj());
+}
+
+TEST_F(KernelReboot, CrashLogAtTheInputLimitIsSentWhole) {
+    fake->write(kDir + "latest_reboot_data.txt", "2026/1/1 02:00:00, reason: 1\n");
+    std::string log(limits::kMaxInputFileBytes, 'x');
     fake->write(kDir + "latest_crash_log.txt", log);
     json::Ptr obj = create_kernel_reboot_obj();
     ASSERT_TRUE(obj);
