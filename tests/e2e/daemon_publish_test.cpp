@@ -28,6 +28,8 @@ sku_name=US
 time_zone=0
 NV
 mkdir -p /tmp/media/persistent/router-analytics /tmp/pub
+# The reboot of this boot is already accounted for: no kernel reboot report.
+touch /tmp/first_kernel_ra
 echo '{"reportMethod":"IoT","routerInfo":"1440"}' > /tmp/media/persistent/router-analytics/RAE_Policy.json
 printf '#!/bin/sh\necho Firmware\necho V1/1.2.3.4/build\n' > /tmp/stub/version
 printf '#!/bin/sh\necho "serial number is SN0042" >&2\n' > /tmp/stub/burnsn

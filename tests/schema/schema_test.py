@@ -21,9 +21,9 @@ GOLDEN = os.path.join(SRC, "tests", "golden")
 HERE = os.path.join(SRC, "tests", "schema")
 TOOL = os.path.join(SRC, "tools", "validate_report.py")
 
-spec = importlib.util.spec_from_file_location("validate_report", TOOL)
-vr = importlib.util.module_from_spec(spec)
-spec.loader.exec_module(vr)
+loader_entry = importlib.util.spec_from_file_location("validate_report", TOOL)
+vr = importlib.util.module_from_spec(loader_entry)
+loader_entry.loader.exec_module(vr)
 BY_NAME, BY_ID = vr.load_schemas(SCHEMAS, check=True)
 
 
