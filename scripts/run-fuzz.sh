@@ -13,7 +13,9 @@ src=$(cd "$(dirname "$0")/.." && pwd)
 bin="$build/fuzz"
 [ -d "$bin" ] || { echo "run-fuzz: no fuzz targets in $bin" >&2; exit 1; }
 if [ $# -eq 0 ]; then
-    set -- $(cd "$bin" && ls fuzz_* | sed 's/^fuzz_//')
+    for target in "$bin"/fuzz_*; do
+        [ -x "$target" ] && set -- "$@" "${target##*/fuzz_}"
+    done
 fi
 mkdir -p "$build/fuzz-artifacts" "$build/fuzz-logs"
 failed=""

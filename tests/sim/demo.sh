@@ -12,7 +12,7 @@ DEMO_SECONDS=25 DEMO_DIR=$T_WORK/demo sh "$SIM_DIR/demo.sh" "$BIN" >"$out" 2>&1
 rc=$?
 took=$(($(date +%s) - start))
 [ $rc -eq 0 ] || { cat "$out"; t_fail "demo exited with status $rc"; }
-[ $took -le 60 ] || t_fail "demo took $took s for DEMO_SECONDS=25"
+[ $took -le 100 ] || t_fail "demo took $took s for DEMO_SECONDS=25"
 last=$(tail -n 1 "$out")
 t_expect_eq "last line" "$last" "$T_WORK/demo/reports"
 n=0

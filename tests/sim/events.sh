@@ -14,7 +14,8 @@ t_broker_and_collector
 SIM_SPEED=120 t_start_daemon
 fwd=$T_ROOT/.sim/forwarded-events
 forwarded() { # NAME-SUFFIX: a forwarded event file ending so
-    ls "$fwd" 2>/dev/null | grep -q -- "-$1\$"
+    for f in "$fwd"/*-"$1"; do [ -e "$f" ] && return 0; done
+    return 1
 }
 # Received reports whose header's eventType is TYPE, read with one awk over the files
 # (the header comes first), so that waiting stays cheap while reports pile up.

@@ -63,8 +63,13 @@ sleep 2 # the subscriber writes what the broker still delivers
 
 pub=$T_ROOT/.sim/published
 calls=$(cat "$T_ROOT/.sim/publish-count")
-failed=$(ls "$pub" | grep -c '\.failed$')
-sent=$(ls "$pub" | grep -c '\.sent$')
+count_ending() { # SUFFIX: files of $pub whose names end so
+    n=0
+    for f in "$pub"/*"$1"; do [ -e "$f" ] && n=$((n + 1)); done
+    echo "$n"
+}
+failed=$(count_ending .failed)
+sent=$(count_ending .sent)
 [ "$failed" -gt 0 ] || t_fail "no upload failed"
 [ "$failed" -ge $(((calls - 2) / 3)) ] || t_fail "$failed of $calls uploads failed, expected a third"
 
@@ -85,7 +90,9 @@ lost=$(awk -v last="$calls" '
 # Every upload let through reached the broker (the last one may still be in flight).
 md5sum "$T_REPORTS"/*.json 2>/dev/null | cut -d' ' -f1 | sort -u >"$T_WORK/received.md5"
 missing=0
-for f in $(ls "$pub" | grep '\.sent$' | sort -n); do
+for path in "$pub"/*.sent; do
+    [ -e "$path" ] || continue
+    f=${path##*/}
     n=${f%.sent}
     [ "$n" -ge $((calls - 1)) ] && continue
     grep -qxF "$(md5sum <"$pub/$f" | cut -d' ' -f1)" "$T_WORK/received.md5" || missing=$((missing + 1))
