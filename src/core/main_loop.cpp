@@ -71,7 +71,8 @@ void announce_first_report_time(Daemon& d) {
 }
 
 // Whole MiB from kB, rounded half up.
-std::string mib_text(long kb) {
+// Whole MiB, rounded, from kB; 64-bit so that every width gives the same text.
+std::string mib_text(int64_t kb) {
     return std::to_string((kb + 512) / 1024);
 }
 
@@ -198,13 +199,9 @@ bool sample_memory(Daemon& d) {
     const int64_t total = values[0], free_kb = values[1], buffers = values[3], cached = values[4];
     const int64_t unused = free_kb + buffers + cached;
     if (total > 0) d.info.mem_used_percent = static_cast<double>(total - unused) / total * 100.0;
-    auto mib = [](int64_t kb) {
-        return mib_text(static_cast<long>(std::clamp<int64_t>(
-            kb, std::numeric_limits<long>::min(), std::numeric_limits<long>::max() - 512)));
-    };
-    d.info.mem_total = mib(total);
-    d.info.mem_free = mib(unused);
-    d.info.mem_used = mib(total - unused);
+    d.info.mem_total = mib_text(total);
+    d.info.mem_free = mib_text(unused);
+    d.info.mem_used = mib_text(total - unused);
     d.info.health.mem_total_kb = std::to_string(total);
     d.info.health.mem_free_kb = std::to_string(unused);
     d.info.health.mem_used_kb = std::to_string(total - unused);
