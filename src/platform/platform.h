@@ -3,8 +3,6 @@
 // to the installed Backend (backend.h).
 #pragma once
 
-#include <md5.h>
-
 #include <cstdint>
 #include <ctime>
 #include <string>
@@ -12,6 +10,7 @@
 #include <vector>
 
 #include "platform/backend.h"
+#include "platform/md5.h"
 
 // nvram. A missing key reads as "".
 std::string ovraNvramConfig_get(std::string_view key);

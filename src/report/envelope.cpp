@@ -1,7 +1,5 @@
 #include "report/envelope.h"
 
-#include <md5.h>
-
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -10,6 +8,7 @@
 #include "core/daemon.h"
 #include "core/timezone.h"
 #include "platform/fs.h"
+#include "platform/md5.h"
 #include "platform/platform.h"
 #include "report/event_files.h"
 
