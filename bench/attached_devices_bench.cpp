@@ -14,11 +14,13 @@
 #include "platform/uci_file.h"
 #include "platform/unique_fd.h"
 #include "support/fake_backend.h"
+#include "support/quiet_stdout.h"
 
 namespace {
 
 using testing_support::FakeBackend;
 using testing_support::FakeRouter;
+using testing_support::QuietStdout;
 
 constexpr const char* kInfoDir = "/opt/cache/system/device-info-table";
 const char* const kBands[] = {"wired", "2.4GHz Wireless", "5GHz Wireless", "6GHz Wireless"};
@@ -103,26 +105,6 @@ void build_router(FakeBackend& fake, Daemon& d, int online, int offline) {
     fake.on_prefix("swconfig dev switch0 port",
                    FakeBackend::outputs("Port 2: link:up speed:1000baseT full-duplex\n"));
 }
-
-// Sends the pass's diagnostics to /dev/null while it lives.
-class QuietStdout {
-  public:
-    QuietStdout() {
-        std::fflush(stdout);
-        saved_.reset(::dup(STDOUT_FILENO));
-        platform::UniqueFd null(::open("/dev/null", O_WRONLY));
-        if (null) ::dup2(null.get(), STDOUT_FILENO);
-    }
-    ~QuietStdout() {
-        std::fflush(stdout);
-        if (saved_) ::dup2(saved_.get(), STDOUT_FILENO);
-    }
-    QuietStdout(const QuietStdout&) = delete;
-    QuietStdout& operator=(const QuietStdout&) = delete;
-
-  private:
-    platform::UniqueFd saved_;
-};
 
 void run_passes(benchmark::State& state, bool fing, int online, int offline) {
     FakeRouter fake;

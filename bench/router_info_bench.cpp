@@ -12,31 +12,13 @@
 #include "platform/unique_fd.h"
 #include "state/router_info.h"
 #include "support/fake_backend.h"
+#include "support/quiet_stdout.h"
 
 namespace {
 
 using testing_support::FakeBackend;
 using testing_support::FakeRouter;
-
-// Sends the builder's diagnostics to /dev/null while it lives.
-class QuietStdout {
-  public:
-    QuietStdout() {
-        std::fflush(stdout);
-        saved_.reset(::dup(STDOUT_FILENO));
-        platform::UniqueFd null(::open("/dev/null", O_WRONLY));
-        if (null) ::dup2(null.get(), STDOUT_FILENO);
-    }
-    ~QuietStdout() {
-        std::fflush(stdout);
-        if (saved_) ::dup2(saved_.get(), STDOUT_FILENO);
-    }
-    QuietStdout(const QuietStdout&) = delete;
-    QuietStdout& operator=(const QuietStdout&) = delete;
-
-  private:
-    platform::UniqueFd saved_;
-};
+using testing_support::QuietStdout;
 
 // A router of the model with every optional source present: speed test, scan log,
 // Circle, Fing, and (index 3) the built-in cable modem.

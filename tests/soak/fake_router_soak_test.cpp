@@ -20,10 +20,12 @@
 #include "report/policy.h"
 #include "report/wifi_events.h"
 #include "support/fake_backend.h"
+#include "support/quiet_stdout.h"
 #include "unit/device_table_fixture.h"
 
 using testing_support::FakeBackend;
 using testing_support::FakeRouter;
+using testing_support::QuietStdout;
 
 namespace {
 
@@ -53,28 +55,6 @@ size_t open_descriptors() {
     for ([[maybe_unused]] const auto& e : std::filesystem::directory_iterator("/proc/self/fd")) ++n;
     return n;
 }
-
-// Standard output to /dev/null while alive: 10,000 passes print a great deal.
-class Quiet {
-  public:
-    Quiet() {
-        std::fflush(stdout);
-        saved_ = ::dup(1);
-        int null = ::open("/dev/null", O_WRONLY);
-        ::dup2(null, 1);
-        ::close(null);
-    }
-    ~Quiet() {
-        std::fflush(stdout);
-        ::dup2(saved_, 1);
-        ::close(saved_);
-    }
-    Quiet(const Quiet&) = delete;
-    Quiet& operator=(const Quiet&) = delete;
-
-  private:
-    int saved_ = -1;
-};
 
 std::vector<device_fixture::FakeDevice> crowd() {
     std::vector<device_fixture::FakeDevice> devices;
@@ -127,7 +107,7 @@ TEST(Soak, TenThousandPassesOnTheFakeRouterKeepHeapAndDescriptorsFlat) {
     const int kPasses = passes_to_run();
     size_t heap_at_steady = 0, fds_at_steady = 0, heap_max = 0, fds_max = 0;
     {
-        Quiet quiet;
+        QuietStdout quiet;
         prepare_daemon(d);
         for (pass = 0; pass < kPasses; ++pass) {
             fake->write(kDalEventFile,
