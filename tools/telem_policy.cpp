@@ -14,6 +14,7 @@
 //
 // Exit status: 0 when the daemon would use the file, 1 when it would fall back to its
 // defaults (the file is missing, cannot be read or is not JSON), 2 on a usage error.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -90,38 +91,36 @@ struct NamedRow {
     int row;
     const char* name;
 };
-constexpr NamedRow kNamedRows[] = {
-    {ROW_ROUTER_INFO, "routerInfo"},
-    {ROW_ROUTER_CONFIG, "routerConfig"},
-    {ROW_HUB_SHARE, "hubShare"},
-    {ROW_KERNEL_REBOOT, "kernelReboot"},
-    {ROW_MEDIA_DEVICE, "mediaDevice"},
-    {ROW_WIFI_ANALYTICS, "wifiAnalytics"},
-    {ROW_CONNECTED_DEVICES, "connectedDeviceDetails"},
-    {ROW_BANDWIDTH, "bandwidthInfo"},
-    {ROW_PIXIE_ACCESS, "pixieAccess"},
-    {ROW_ACCOUNT_PROFILE, "accountProfile"},
-    {ROW_WIFI_EVENT_SEND, "(Wi-Fi event send timer)"},
-    {ROW_INTERNET_BANDWIDTH, "internetBandwidth"},
-    {ROW_USER_OPTION, "(user option report, fixed)"},
-    {ROW_AVS_ANALYTIC, "(avsAnalytic, fixed)"},
-};
 
-const char* row_name(int row) {
-    for (const NamedRow& r : kNamedRows)
+// The rows the policy file sets, by their policy keys, and the fixed-purpose rows it does
+// not set, in row order.
+std::vector<NamedRow> named_rows() {
+    std::vector<NamedRow> rows;
+    for (const PolicyRowKey& k : policy_row_keys()) rows.push_back({k.row, k.key});
+    rows.push_back({ROW_WIFI_EVENT_SEND, "(Wi-Fi event send timer)"});
+    rows.push_back({ROW_USER_OPTION, "(user option report, fixed)"});
+    rows.push_back({ROW_AVS_ANALYTIC, "(avsAnalytic, fixed)"});
+    std::sort(rows.begin(), rows.end(),
+              [](const NamedRow& a, const NamedRow& b) { return a.row < b.row; });
+    return rows;
+}
+
+const char* row_name(const std::vector<NamedRow>& rows, int row) {
+    for (const NamedRow& r : rows)
         if (r.row == row) return r.name;
     return nullptr;
 }
 
 void print_rows(const Policy& p) {
     std::printf("schedule (interval in seconds):\n");
-    for (const NamedRow& r : kNamedRows)
+    const std::vector<NamedRow> rows = named_rows();
+    for (const NamedRow& r : rows)
         std::printf("  row %2d  %-30s %u\n", r.row, r.name,
                     p.rows[static_cast<size_t>(r.row)].interval);
     // The rows no report uses keep the loader's fill; one line when they agree.
     std::vector<int> unused;
     for (int row = 0; row < kScheduleRows; ++row)
-        if (!row_name(row)) unused.push_back(row);
+        if (!row_name(rows, row)) unused.push_back(row);
     bool same = true;
     for (int row : unused)
         same = same && p.rows[static_cast<size_t>(row)].interval ==

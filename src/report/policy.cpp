@@ -36,12 +36,7 @@ std::string formatted(const char* format, const char* value) {
     return line;
 }
 
-// Schedule rows whose interval the policy sets, by policy key.
-struct RowKey {
-    int row;
-    const char* key;
-};
-constexpr RowKey kRowKeys[] = {
+constexpr PolicyRowKey kRowKeys[] = {
     {ROW_ROUTER_INFO, "routerInfo"},
     {ROW_ROUTER_CONFIG, "routerConfig"},
     {ROW_HUB_SHARE, "hubShare"},
@@ -118,7 +113,7 @@ json::Ptr parse_file_quietly(const char* path) {
 }
 
 void read_row_intervals(Policy& p, const cJSON* doc) {
-    for (const RowKey& k : kRowKeys)
+    for (const PolicyRowKey& k : kRowKeys)
         if (const char* v = json::get_string(doc, k.key))
             p.rows[static_cast<size_t>(k.row)].interval = minutes_to_seconds(v);
 }
@@ -289,6 +284,10 @@ void print_policy_summary(const Policy& p) {
 }
 
 }  // namespace
+
+std::span<const PolicyRowKey> policy_row_keys() {
+    return kRowKeys;
+}
 
 bool load_policy(Daemon& d, int reset) {
     Policy& p = d.policy;

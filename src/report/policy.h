@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 
 struct Daemon;
@@ -33,6 +34,14 @@ enum ScheduleRowIndex {
     ROW_AVS_ANALYTIC = 15,
 };
 inline constexpr int kScheduleRows = 74;
+
+// A schedule row whose interval the policy file sets, and the policy key that sets it.
+struct PolicyRowKey {
+    int row;
+    const char* key;
+};
+// Every such row, in row order.
+std::span<const PolicyRowKey> policy_row_keys();
 
 // Interval every row starts from on each load, seconds.
 inline constexpr uint32_t kDefaultInterval = 1440;
