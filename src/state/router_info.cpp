@@ -182,7 +182,8 @@ double rate_of(const std::string& text) {
 std::string rewrite_test_time(const std::string& value) {
     std::string text = cut(value, 127);
     char y[5] = "", mo[3] = "", dd[3] = "", h[3] = "", mi[3] = "", s[3] = "";
-    if (std::sscanf(text.c_str(), "%4s-%2s-%2s %2s:%2s:%2s", y, mo, dd, h, mi, s) != 6) return "";
+    // A value the scan stops in part-way keeps what was read before the stop.
+    std::sscanf(text.c_str(), "%4s-%2s-%2s %2s:%2s:%2s", y, mo, dd, h, mi, s);
     char out[32];
     std::snprintf(out, sizeof out, "%s_%s.%s_%s:%s:%s", y, mo, dd, h, mi, s);
     return out;
@@ -351,8 +352,8 @@ json::Ptr create_speedtest_obj(Daemon& d) {
     json::add(o, "downloadSpeed", download > 0 ? json::number(download) : null_item());
     json::add(o, "uploadSpeed", upload > 0 ? json::number(upload) : null_item());
     json::add(o, "averagePing", download > 0 && upload > 0 ? json::number(ping) : null_item());
-    std::string rewritten = test_time.empty() ? "" : rewrite_test_time(test_time);
-    json::add(o, "lastTestTime", rewritten.empty() ? null_item() : json::string(rewritten));
+    json::add(o, "lastTestTime",
+              test_time.empty() ? null_item() : json::string(rewrite_test_time(test_time)));
     json::add_string(o.get(), "speedtestResults", test_time.empty() ? "Failed" : "Success");
     remember_reported_test(d);
     return o;

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "core/daemon.h"
 #include "json/json.h"
@@ -409,19 +410,25 @@ TEST_F(SpeedTest, EmptyTestTimeIsAFailedTestRememberedAsEmpty) {
     EXPECT_EQ(fake->nvram["ra_speedtest_report_lasttime"], "");
 }
 
-TEST_F(SpeedTest, TestTimeThatIsNotADateGivesNullTime) {
-    for (const char* bad : {"yesterday", "2024/03/07 18:05:09", "2024-03-07", "-", "\x01\xff"}) {
-        fake->nvram["qos_Lasttesttime"] = bad;
+// A time that is not in the tool's date form is still a test that ran: the parts read
+// before the first mismatch are rewritten, the others stay empty.
+TEST_F(SpeedTest, TestTimeThatIsNotADateIsRewrittenFromThePartsRead) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"yesterday", "yest_._::"},
+        {"2024/03/07 18:05:09", "2024_._::"},
+        {"2024-03-07", "2024_03.07_::"},
+        {"-", "-_._::"},
+        // Read up to 127 characters; each part keeps its width.
+        {"20245-031-07 18:05:09" + std::string(300, '9'), "2024_._::"},
+        {"2024-03-07 18:05" + std::string(300, ' '), "2024_03.07_18:05:"},
+    };
+    for (const auto& [value, rewritten] : cases) {
+        fake->nvram["qos_Lasttesttime"] = value;
         fake->nvram["ra_speedtest_report_lasttime"] = "first";
         json::Ptr o = create_speedtest_obj(d);
-        EXPECT_TRUE(cJSON_IsNull(cJSON_GetObjectItem(o.get(), "lastTestTime"))) << bad;
-        EXPECT_STREQ(json::get_string(o.get(), "speedtestResults"), "Success") << bad;
+        EXPECT_STREQ(json::get_string(o.get(), "lastTestTime"), rewritten.c_str()) << value;
+        EXPECT_STREQ(json::get_string(o.get(), "speedtestResults"), "Success") << value;
     }
-    // A long value is read up to 127 characters; the parts keep their widths.
-    fake->nvram["qos_Lasttesttime"] = "20245-031-07 18:05:09" + std::string(300, '9');
-    fake->nvram["ra_speedtest_report_lasttime"] = "first";
-    json::Ptr o = create_speedtest_obj(d);
-    EXPECT_TRUE(cJSON_IsNull(cJSON_GetObjectItem(o.get(), "lastTestTime")));
 }
 
 TEST_F(SpeedTest, StoreIsCommittedOnlyWhenTheReportedTimeChanges) {
