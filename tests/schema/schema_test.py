@@ -676,6 +676,34 @@ class DebugLogEvent(unittest.TestCase):
         self.expect(self.soap, "$", "required")
 
 
+class MeshTopology(unittest.TestCase):
+    expect = Violations.expect
+    SCHEMA = "net-scan.schema.json"
+
+    def setUp(self):
+        self.d = report("net_scan_two_satellites.json")
+
+    def test_unknown_header_member(self):
+        self.d["Basic"]["Region"] = "US"
+        self.expect(self.d, "$.Basic.Region", "additionalProperties", self.SCHEMA)
+
+    def test_entry_count_as_text_is_a_wrong_type(self):
+        self.d["Satellite"]["numberOfDB"] = "2"
+        self.expect(self.d, "$.Satellite.numberOfDB", "type", self.SCHEMA)
+
+    def test_ssid_index_as_a_number_is_a_wrong_type(self):
+        self.d["Satellite"]["DB_1"]["Remote_Connect_NOT_Direct_Self"][0]["ESSID"] = 0
+        self.expect(self.d, "$.Satellite.DB_1.Remote_Connect_NOT_Direct_Self[0].ESSID", "type", self.SCHEMA)
+
+    def test_missing_entry_count(self):
+        del self.d["Satellite"]["numberOfDB"]
+        self.expect(self.d, "$.Satellite", "required", self.SCHEMA)
+
+    def test_phy_capabilities_only_on_an_access_point(self):
+        self.d["Basic"]["Local_Interfaces"][1]["Role"] = "STA"
+        self.expect(self.d, "$.Basic.Local_Interfaces[1].Role", "pattern", self.SCHEMA)
+
+
 class CommandLine(unittest.TestCase):
     def run_tool(self, document):
         with tempfile.NamedTemporaryFile("w", suffix=".json", delete=False) as f:
