@@ -557,6 +557,465 @@ class RouterStateBodies(unittest.TestCase):
         self.assertEqual(problems(alarm_report(memoryUsage=body)), [])
         body["memoryInfo"]["slabinfoLog"] = "x" * 10240
         self.expect(alarm_report(memoryUsage=body), "$.memoryUsage.memoryInfo.slabinfoLog", "maxLength")
+# --- Wi-Fi configuration and analytics, satellites, voice analytics, login and install
+# events, debug-log events: each body placed in the report that carries it ---
+
+
+def header(event_type):
+    h = copy.deepcopy(report("router_hardware_ra_enabled.json")["routerHardware"])
+    h["eventType"] = event_type
+    return h
+
+
+def routine(**bodies):
+    return dict(routerHardware=header(1), **copy.deepcopy(bodies))
+
+
+def wifi_report(**bodies):
+    return dict(routerHardware=header(3), **copy.deepcopy(bodies))
+
+
+def alarm(**bodies):
+    return dict(routerHardware=header(2), **copy.deepcopy(bodies))
+
+
+def install_report(body):
+    d = copy.deepcopy(sample("dal_install_event.json"))
+    d["installEvent"] = copy.deepcopy(body)
+    return d
+
+
+class WifiConfigBody(unittest.TestCase):
+    expect = Violations.expect
+
+    def setUp(self):
+        self.four = routine(wifiConfig=report("wifi_config_vre650.json"))
+        self.three = routine(wifiConfig=report("wifi_config_vre670.json"))
+        self.assertEqual(problems(self.four), [])
+        self.assertEqual(problems(self.three), [])
+
+    def test_unknown_member_in_a_setting(self):
+        self.four["wifiConfig"]["main-2G"]["main-2G-Config"]["main-2G-Config-Hidden"] = False
+        self.expect(self.four, "$.wifiConfig.main-2G.main-2G-Config.main-2G-Config-Hidden", "additionalProperties")
+
+    def test_member_named_for_another_band_is_unknown(self):
+        config = self.four["wifiConfig"]["guest-2G"]["guest-2G-Config"]
+        config["guest-5G-Config-SSID"] = config.pop("guest-2G-Config-SSID")
+        self.expect(self.four, "$.wifiConfig.guest-2G.guest-2G-Config.guest-5G-Config-SSID", "additionalProperties")
+        self.expect(self.four, "$.wifiConfig.guest-2G.guest-2G-Config", "required")
+
+    def test_enable_as_text_is_a_wrong_type(self):
+        self.four["wifiConfig"]["main-5G"]["main-5G-Config"]["main-5G-Config-Enable"] = "true"
+        self.expect(self.four, "$.wifiConfig.main-5G.main-5G-Config.main-5G-Config-Enable", "type")
+
+    def test_radio_status_as_text_is_a_wrong_type(self):
+        self.three["wifiConfig"]["radio-6G"]["radio-6G-Status"] = "up"
+        self.expect(self.three, "$.wifiConfig.radio-6G.radio-6G-Status", "type")
+
+    def test_channel_as_a_number_is_a_wrong_type(self):
+        self.four["wifiConfig"]["main-5G"]["main-5G-Config"]["main-5G-Config-Channel"] = 36
+        self.expect(self.four, "$.wifiConfig.main-5G.main-5G-Config.main-5G-Config-Channel", "type")
+
+    def test_missing_interface_member(self):
+        del self.three["wifiConfig"]["bhAP-6G"]["bhAP-6G-IfConf"]["bhAP-6G-IfConf-SSID"]
+        self.expect(self.three, "$.wifiConfig.bhAP-6G.bhAP-6G-IfConf", "required")
+
+    def test_missing_purpose_of_a_band(self):
+        del self.four["wifiConfig"]["customize-5G2"]
+        found = self.expect(self.four, "$.wifiConfig", "required")
+        self.assertTrue(any("'customize-5G2' is a required property" in p for p in found), found)
+
+    def test_band_without_its_radio(self):
+        del self.three["wifiConfig"]["radio-6G"]
+        # Without its radio the body reads as a two-band router's, which has no 6G names.
+        found = self.expect(self.three, "$.wifiConfig", "not")
+        self.assertTrue(any("'main-6G' should not be valid" in p and "/propertyNames/" in p for p in found), found)
+
+    def test_radio_named_for_another_slot(self):
+        self.three["wifiConfig"]["radio-6G"]["radio-6G-Name"] = "wifi3"
+        self.expect(self.three, "$.wifiConfig.radio-6G.radio-6G-Name", "const")
+
+    def test_automatic_channel_is_reported_as_auto(self):
+        self.four["wifiConfig"]["bhAP-5G"]["bhAP-5G-Config"]["bhAP-5G-Config-Channel"] = "0"
+        self.expect(self.four, "$.wifiConfig.bhAP-5G.bhAP-5G-Config.bhAP-5G-Config-Channel", "not")
+
+    def test_region_na_is_reported_as_us(self):
+        self.four["wifiConfig"]["radio-2G"]["radio-2G-Region"] = "NA"
+        self.expect(self.four, "$.wifiConfig.radio-2G.radio-2G-Region", "not")
+
+    def test_six_ghz_rate_wording_has_a_blank(self):
+        self.three["wifiConfig"]["main-6G"]["main-6G-Config"]["main-6G-Config-Mode"] = "Up to 2402Mbps"
+        self.expect(self.three, "$.wifiConfig.main-6G.main-6G-Config.main-6G-Config-Mode", "enum")
+
+    def test_no_iot_interface_on_six_ghz(self):
+        self.three["wifiConfig"]["customize-6G"]["customize-6G-Config"]["customize-6G-Config-SSID"] = "IoT"
+        self.expect(self.three, "$.wifiConfig.customize-6G.customize-6G-Config.customize-6G-Config-SSID", "const")
+
+    def test_router_without_bands_sends_no_body(self):
+        self.assertIsNone(report("wifi_config_vra420.json"))
+        self.expect(routine(wifiConfig=None), "$.wifiConfig", "type")
+
+
+class WifiAnalyticsBody(unittest.TestCase):
+    expect = Violations.expect
+
+    def setUp(self):
+        self.body = report("wifi_analytics_vre670.json")
+        self.d = wifi_report(wifiAnalytics=self.body)
+        self.assertEqual(problems(self.d), [])
+
+    def test_unknown_counter(self):
+        self.d["wifiAnalytics"]["wifiIface"][2]["ifaceStat"]["txRetries"] = 0
+        self.expect(self.d, "$.wifiAnalytics.wifiIface[2].ifaceStat.txRetries", "additionalProperties")
+
+    def test_interface_enable_as_text_is_a_wrong_type(self):
+        self.d["wifiAnalytics"]["wifiIface"][0]["ifaceInfo"]["ifaceEnable"] = "true"
+        self.expect(self.d, "$.wifiAnalytics.wifiIface[0].ifaceInfo.ifaceEnable", "type")
+
+    def test_main_channel_as_text_is_a_wrong_type(self):
+        self.d["wifiAnalytics"]["5g1BssInfo"]["bssMainChannel"] = "100"
+        self.expect(self.d, "$.wifiAnalytics.5g1BssInfo.bssMainChannel", "type")
+
+    def test_live_channel_as_a_number_is_a_wrong_type(self):
+        self.d["wifiAnalytics"]["wifiIface"][0]["radioStat"]["radioStatChannel"] = 1
+        self.expect(self.d, "$.wifiAnalytics.wifiIface[0].radioStat.radioStatChannel", "type")
+
+    def test_missing_interface_mac(self):
+        del self.d["wifiAnalytics"]["wifiIface"][1]["ifaceInfo"]["ifaceMac"]
+        self.expect(self.d, "$.wifiAnalytics.wifiIface[1].ifaceInfo", "required")
+
+    def test_missing_band(self):
+        del self.d["wifiAnalytics"]["5g2BssInfo"]
+        self.expect(self.d, "$.wifiAnalytics", "required")
+
+    def test_interface_mac_with_separators(self):
+        self.d["wifiAnalytics"]["wifiIface"][0]["ifaceInfo"]["ifaceMac"] = "D6:6E:0E:70:80:B0"
+        self.expect(self.d, "$.wifiAnalytics.wifiIface[0].ifaceInfo.ifaceMac", "pattern")
+
+    def test_drop_percent_is_computed_division_first(self):
+        self.d["wifiAnalytics"]["wifiIface"][0]["ifaceStat"]["txDropPercent"] = 1
+        self.expect(self.d, "$.wifiAnalytics.wifiIface[0].ifaceStat.txDropPercent", "enum")
+
+    def test_byod_interface_is_not_reported(self):
+        self.d["wifiAnalytics"]["wifiIface"][0]["ifaceInfo"]["ifacePurpose"] = "byod"
+        self.expect(self.d, "$.wifiAnalytics.wifiIface[0].ifaceInfo.ifacePurpose", "enum")
+
+    def test_misspelt_utilisation_corrected_is_unknown(self):
+        stat = self.d["wifiAnalytics"]["wifiIface"][0]["radioStat"]
+        stat["radioStatUtilization"] = stat.pop("radioStatUtilitization")
+        self.expect(self.d, "$.wifiAnalytics.wifiIface[0].radioStat.radioStatUtilization", "additionalProperties")
+
+    def test_scan_result_is_a_single_placeholder(self):
+        self.d["wifiAnalytics"]["wifiScanResult"][0]["bssRssi"] = "-60"
+        self.expect(self.d, "$.wifiAnalytics.wifiScanResult[0].bssRssi", "const")
+        self.d["wifiAnalytics"]["wifiScanResult"] = []
+        self.expect(self.d, "$.wifiAnalytics.wifiScanResult", "minItems")
+
+    def test_beside_a_wifi_event_batch(self):
+        d = sample("wifi_events.json")
+        d["wifiAnalytics"] = self.body
+        self.assertEqual(problems(d), [])
+        d["wifiDisconnectEvent"] = []
+        self.expect(d, "$", "maxProperties")
+
+
+class SatelliteInfoBody(unittest.TestCase):
+    expect = Violations.expect
+
+    def setUp(self):
+        self.d = routine(SatelliteInfo=report("satellite_info.json"))
+        self.assertEqual(problems(self.d), [])
+        self.sats = self.d["SatelliteInfo"]["Satellite"]
+
+    def test_unknown_backhaul_member(self):
+        self.sats[0]["wifiBackhaulInfo"]["bhSnr"] = "30"
+        self.expect(self.d, "$.SatelliteInfo.Satellite[0].wifiBackhaulInfo.bhSnr", "additionalProperties")
+
+    def test_unknown_member_of_a_disconnected_satellite(self):
+        self.sats[2]["numberOfSensors"] = 0
+        self.expect(self.d, "$.SatelliteInfo.Satellite[2].numberOfSensors", "additionalProperties")
+
+    def test_rssi_as_a_number_is_a_wrong_type(self):
+        self.sats[0]["wifiBackhaulInfo"]["bhRssi"] = -58
+        self.expect(self.d, "$.SatelliteInfo.Satellite[0].wifiBackhaulInfo.bhRssi", "type")
+
+    def test_voice_registration_as_text_is_a_wrong_type(self):
+        self.sats[1]["avsRegistration"] = "0"
+        self.expect(self.d, "$.SatelliteInfo.Satellite[1].avsRegistration", "type")
+
+    def test_sensor_value_as_a_number_is_a_wrong_type(self):
+        self.sats[0]["sensor"][1]["highestTemp"] = 71
+        self.expect(self.d, "$.SatelliteInfo.Satellite[0].sensor[1].highestTemp", "type")
+
+    def test_missing_soap_status(self):
+        del self.sats[0]["satelliteSOAPStatus"]
+        self.expect(self.d, "$.SatelliteInfo.Satellite[0]", "required")
+
+    def test_satellites_counted_but_no_array(self):
+        del self.d["SatelliteInfo"]["Satellite"]
+        self.expect(self.d, "$.SatelliteInfo", "required")
+
+    def test_no_array_without_satellites(self):
+        self.d["SatelliteInfo"]["numberOfSatellite"] = 0
+        self.expect(self.d, "$.SatelliteInfo.Satellite", "false")
+
+    def test_sensors_counted_but_no_array(self):
+        del self.sats[1]["sensor"]
+        self.expect(self.d, "$.SatelliteInfo.Satellite[1]", "required")
+
+    def test_region_without_language(self):
+        del self.sats[0]["avsLanguage"]
+        self.expect(self.d, "$.SatelliteInfo.Satellite[0]", "dependentRequired")
+
+    def test_language_kept_in_seven_characters(self):
+        self.sats[0]["avsLanguage"] = "en-US-x1"
+        self.expect(self.d, "$.SatelliteInfo.Satellite[0].avsLanguage", "maxLength")
+
+    def test_unreadable_uptime_is_left_out(self):
+        self.sats[0]["upTime"] = "1 day 01:02:03"
+        self.expect(self.d, "$.SatelliteInfo.Satellite[0].upTime", "pattern")
+
+    def test_disconnected_satellite_has_fixed_states(self):
+        self.sats[2]["satelliteSOAPStatus"] = "sync"
+        self.sats[2]["wifiBackhaulInfo"]["bhConnStatus"] = "OK"
+        self.expect(self.d, "$.SatelliteInfo.Satellite[2].satelliteSOAPStatus", "const")
+        self.expect(self.d, "$.SatelliteInfo.Satellite[2].wifiBackhaulInfo.bhConnStatus", "const")
+
+    def test_connection_strength_words(self):
+        self.sats[0]["wifiBackhaulInfo"]["bhConnStatus"] = "Disconnect"
+        self.expect(self.d, "$.SatelliteInfo.Satellite[0].wifiBackhaulInfo.bhConnStatus", "enum")
+
+    def test_disconnect_count_is_never_empty(self):
+        self.sats[1]["wifiBackhaulInfo"]["bhDisconnectCount"] = ""
+        self.expect(self.d, "$.SatelliteInfo.Satellite[1].wifiBackhaulInfo.bhDisconnectCount", "minLength")
+
+    def test_upgrade_method_without_an_upgrade(self):
+        self.sats[1]["fwupgrade_Method"] = "AUTO"
+        self.expect(self.d, "$.SatelliteInfo.Satellite[1].fwupgrade_Method", "const")
+
+
+class AvsAnalyticBody(unittest.TestCase):
+    expect = Violations.expect
+
+    def setUp(self):
+        self.d = routine(avsAnalytic=report("avs_analytic.json"))
+        self.assertEqual(problems(self.d), [])
+        self.device = self.d["avsAnalytic"]["device"][0]
+
+    def test_misspelt_name_corrected_is_unknown(self):
+        record = self.device["record"][0]
+        record["triggerCountByButton"] = record.pop("triggerCountbyButton")
+        self.expect(self.d, "$.avsAnalytic.device[0].record[0].triggerCountByButton", "additionalProperties")
+        self.expect(self.d, "$.avsAnalytic.device[0].record[0]", "required")
+
+    def test_record_count_as_a_number_is_a_wrong_type(self):
+        self.device["numberOfRecord"] = 2
+        self.expect(self.d, "$.avsAnalytic.device[0].numberOfRecord", "type")
+
+    def test_counter_as_text_is_a_wrong_type(self):
+        self.device["record"][1]["recordHour"] = "10"
+        self.expect(self.d, "$.avsAnalytic.device[0].record[1].recordHour", "type")
+
+    def test_play_period_as_a_number_is_a_wrong_type(self):
+        self.device["record"][0]["mediaRecord"][0]["mediaPlayPeriod"] = 1260
+        self.expect(self.d, "$.avsAnalytic.device[0].record[0].mediaRecord[0].mediaPlayPeriod", "type")
+
+    def test_missing_serial_number(self):
+        del self.device["serialNumber"]
+        self.expect(self.d, "$.avsAnalytic.device[0]", "required")
+
+    def test_records_counted_but_no_array(self):
+        del self.device["record"]
+        self.expect(self.d, "$.avsAnalytic.device[0]", "required")
+
+    def test_no_records_without_a_count(self):
+        self.device["numberOfRecord"] = "0"
+        self.expect(self.d, "$.avsAnalytic.device[0].record", "false")
+
+    def test_media_counted_but_no_array(self):
+        del self.device["record"][0]["mediaRecord"]
+        self.expect(self.d, "$.avsAnalytic.device[0].record[0]", "required")
+
+    def test_record_date_has_three_numbers(self):
+        self.device["record"][0]["recordDate"] = [2023, 7]
+        self.expect(self.d, "$.avsAnalytic.device[0].record[0].recordDate", "minItems")
+
+    def test_unregistered_satellite_is_an_empty_element(self):
+        self.d["avsAnalytic"]["device"][1] = {"macAddress": "94:A6:7E:20:30:41"}
+        self.expect(self.d, "$.avsAnalytic.device[1]", "required")
+
+
+class LoginEventBody(unittest.TestCase):
+    expect = Violations.expect
+
+    def event(self, golden):
+        d = alarm(ssorapLoginEvent=report(golden))
+        self.assertEqual(problems(d), [])
+        return d
+
+    def test_unknown_member(self):
+        d = self.event("login_event_app_security_qa.json")
+        d["ssorapLoginEvent"]["ssorapEventSubType"] = "APPSecurityQALogin"
+        self.expect(d, "$.ssorapLoginEvent.ssorapEventSubType", "additionalProperties")
+
+    def test_internet_status_as_a_boolean(self):
+        d = self.event("login_event_app_security_qa.json")
+        d["ssorapLoginEvent"]["internetStatus"] = True
+        self.expect(d, "$.ssorapLoginEvent.internetStatus", "enum")
+
+    def test_missing_address(self):
+        d = self.event("login_event_gui_login_redirect.json")
+        del d["ssorapLoginEvent"]["fromIP"]
+        self.expect(d, "$.ssorapLoginEvent", "required")
+
+    def test_token_query_without_a_reason(self):
+        d = self.event("login_event_app_remote_pixie.json")
+        del d["ssorapLoginEvent"]["errorReason"]
+        self.expect(d, "$.ssorapLoginEvent", "required")
+
+    def test_touch_down_ends_after_the_installation_state(self):
+        d = self.event("login_event_app_security_qa.json")
+        d["ssorapLoginEvent"]["errorReason"] = "timeout"
+        self.expect(d, "$.ssorapLoginEvent", "maxProperties")
+
+    def test_step_of_another_flow(self):
+        d = self.event("login_event_app_remote_pixie.json")
+        d["ssorapLoginEvent"]["ssorapSubEventType"] = "APPSecurityQALogin"
+        self.expect(d, "$.ssorapLoginEvent.ssorapEventType", "const")
+
+    def test_web_security_questions_name_no_step(self):
+        d = self.event("login_event_gui_security_qa.json")
+        d["ssorapLoginEvent"]["ssorapSubEventType"] = "OffLineSecurityQALogin"
+        self.expect(d, "$.ssorapLoginEvent.ssorapSubEventType", "enum")
+
+    def test_sign_in_link_during_installation_is_the_sign_up_page(self):
+        d = self.event("login_event_gui_login_redirect.json")
+        link = d["ssorapLoginEvent"]["redirectStringENC"]
+        d["ssorapLoginEvent"]["redirectStringENC"] = link.replace("/signup?", "/login?")
+        self.expect(d, "$.ssorapLoginEvent.redirectStringENC", "pattern")
+        d["ssorapLoginEvent"]["duringInstallation"] = "NO"
+        self.assertEqual(problems(d), [])
+
+    def test_unknown_event_has_three_members(self):
+        d = self.event("login_event_app_security_qa.json")
+        body = d["ssorapLoginEvent"]
+        del body["ssorapEventType"]
+        found = self.expect(d, "$.ssorapLoginEvent", "required")
+        self.assertTrue(any("'ssorapEventType' is a required property" in p for p in found), found)
+        del body["ssorapSubEventType"]
+        self.assertEqual(problems(d), [])
+        body["errorReason"] = ""
+        self.expect(d, "$.ssorapLoginEvent", "maxProperties")
+
+
+class InstallEventBody(unittest.TestCase):
+    expect = Violations.expect
+
+    def setUp(self):
+        self.d = install_report(report("install_event.json"))
+        self.assertEqual(problems(self.d), [])
+
+    def test_unknown_member(self):
+        self.d["installEvent"]["routerSerial"] = "6LA1234567890"
+        self.expect(self.d, "$.installEvent.routerSerial", "additionalProperties")
+
+    def test_identifier_as_a_number_is_a_wrong_type(self):
+        self.d["installEvent"]["id"] = 41
+        self.expect(self.d, "$.installEvent.id", "type")
+
+    def test_missing_source(self):
+        del self.d["installEvent"]["source"]
+        self.expect(self.d, "$.installEvent", "required")
+
+    def test_kiln_version_form(self):
+        self.d["installEvent"]["kilnVersion"] = "1.2.3"
+        self.expect(self.d, "$.installEvent.kilnVersion", "pattern")
+
+    def test_payload_is_optional_and_any_value(self):
+        del self.d["installEvent"]["payload"]
+        self.assertEqual(problems(self.d), [])
+        self.d["installEvent"]["payload"] = "text"
+        self.assertEqual(problems(self.d), [])
+
+    def test_other_dal_events_keep_their_own_format(self):
+        d = sample("dal_type_1_event.json")
+        self.assertEqual(problems(d), [])
+        d = copy.deepcopy(self.d)
+        d["routerHardware"]["eventType"] = 18
+        d["installEvent"] = {"anything": 1}
+        self.assertEqual(problems(d), [])
+
+
+class DebugLogEvent(unittest.TestCase):
+    expect = Violations.expect
+    SCHEMA = "debug-log-event.schema.json"
+
+    def setUp(self):
+        self.soap = report("dbglog_argument_object.json")
+        self.sat = report("dbglog_message_object.json")
+
+    def test_unknown_member(self):
+        self.soap["dbgLogs"][0]["dbgArg3"] = ""
+        self.expect(self.soap, "$.dbgLogs[0].dbgArg3", "additionalProperties", self.SCHEMA)
+
+    def test_epoch_time_as_a_number_is_a_wrong_type(self):
+        self.sat["publishEventInfo"]["epochTimeStamp"] = 1767269106
+        self.expect(self.sat, "$.publishEventInfo.epochTimeStamp", "type", self.SCHEMA)
+
+    def test_soap_result_as_text(self):
+        self.soap["dbgLogs"][0]["dbgArg1"] = "OK"
+        self.expect(self.soap, "$.dbgLogs[0].dbgArg1", "not", self.SCHEMA)
+
+    def test_setup_status_as_an_object(self):
+        self.sat["dbgLogs"][0]["dbgArg1"] = {"status": "SatReady"}
+        self.expect(self.sat, "$.dbgLogs[0].dbgArg1", "type", self.SCHEMA)
+
+    def test_missing_second_argument(self):
+        del self.sat["dbgLogs"][0]["dbgArg2"]
+        self.expect(self.sat, "$.dbgLogs[0]", "required", self.SCHEMA)
+
+    def test_soap_summary_words(self):
+        self.soap["dbgLogs"][0]["dbgSummary"] = "OK"
+        self.expect(self.soap, "$.dbgLogs[0].dbgSummary", "enum", self.SCHEMA)
+
+    def test_one_log_per_event(self):
+        self.sat["dbgLogs"].append(copy.deepcopy(self.sat["dbgLogs"][0]))
+        self.expect(self.sat, "$.dbgLogs", "maxItems", self.SCHEMA)
+
+    def test_only_wan_detection_has_a_second_argument(self):
+        self.soap["dbgLogs"][0]["dbgMsg"] = "CheckInternetStatus"
+        self.expect(self.soap, "$.dbgLogs[0].dbgArg2", "const", self.SCHEMA)
+
+    def test_not_a_report(self):
+        self.expect(self.soap, "$", "required")
+
+
+class MeshTopology(unittest.TestCase):
+    expect = Violations.expect
+    SCHEMA = "net-scan.schema.json"
+
+    def setUp(self):
+        self.d = report("net_scan_two_satellites.json")
+
+    def test_unknown_header_member(self):
+        self.d["Basic"]["Region"] = "US"
+        self.expect(self.d, "$.Basic.Region", "additionalProperties", self.SCHEMA)
+
+    def test_entry_count_as_text_is_a_wrong_type(self):
+        self.d["Satellite"]["numberOfDB"] = "2"
+        self.expect(self.d, "$.Satellite.numberOfDB", "type", self.SCHEMA)
+
+    def test_ssid_index_as_a_number_is_a_wrong_type(self):
+        self.d["Satellite"]["DB_1"]["Remote_Connect_NOT_Direct_Self"][0]["ESSID"] = 0
+        self.expect(self.d, "$.Satellite.DB_1.Remote_Connect_NOT_Direct_Self[0].ESSID", "type", self.SCHEMA)
+
+    def test_missing_entry_count(self):
+        del self.d["Satellite"]["numberOfDB"]
+        self.expect(self.d, "$.Satellite", "required", self.SCHEMA)
+
+    def test_phy_capabilities_only_on_an_access_point(self):
+        self.d["Basic"]["Local_Interfaces"][1]["Role"] = "STA"
+        self.expect(self.d, "$.Basic.Local_Interfaces[1].Role", "pattern", self.SCHEMA)
 
 
 class CommandLine(unittest.TestCase):
