@@ -3,6 +3,8 @@
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
 ARMHF_BUILD ?= build-armhf
+# The stripped armhf daemon must fit the router's 256 KiB budget.
+ARMHF_SIZE_LIMIT ?= 262144
 ROUTER_BUILD ?= build-router
 PREFIX ?= $(CURDIR)/$(ROUTER_BUILD)/rootfs
 JOBS       ?= 2
@@ -30,7 +32,10 @@ armhf: armhf-deps
 		-DCMAKE_BUILD_TYPE=Router -DTELEM_TOOLS=OFF -DTELEM_BENCH=OFF >/dev/null
 	cmake --build $(ARMHF_BUILD) -j$(JOBS) --target telem_json unit_tests
 	cmake --install $(ARMHF_BUILD) --prefix $(CURDIR)/$(ARMHF_BUILD)/root >/dev/null
-	@echo "armhf daemon, stripped: $$(wc -c <$(ARMHF_BUILD)/root/usr/sbin/telem_json) bytes ($(ARMHF_BUILD)/root/usr/sbin/telem_json)"
+	@size=$$(wc -c <$(ARMHF_BUILD)/root/usr/sbin/telem_json); \
+	echo "armhf daemon, stripped: $$size bytes of $(ARMHF_SIZE_LIMIT) ($(ARMHF_BUILD)/root/usr/sbin/telem_json)"; \
+	if [ "$$size" -gt $(ARMHF_SIZE_LIMIT) ]; then \
+		echo "armhf daemon is over its size limit of $(ARMHF_SIZE_LIMIT) bytes" >&2; exit 1; fi
 
 # The daemon as it goes onto a device of this machine's kind: Router build type,
 # stripped, laid out under the router root $(PREFIX) (usr/sbin/telem_json, the init

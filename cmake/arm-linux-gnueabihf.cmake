@@ -12,6 +12,12 @@ set(TELEM_CROSS_TRIPLE arm-linux-gnueabihf)
 
 set(CMAKE_C_COMPILER ${TELEM_CROSS_TRIPLE}-gcc)
 set(CMAKE_CXX_COMPILER ${TELEM_CROSS_TRIPLE}-g++)
+# 64-bit file offsets and inode numbers, as the router's C library always has them.
+# Without them glibc's 32-bit readdir() stops with EOVERFLOW on a directory whose
+# entries carry 64-bit offsets (ext4 hash order, as under qemu-arm on a 64-bit host),
+# and a directory scan would find nothing.
+set(CMAKE_C_FLAGS_INIT "-D_FILE_OFFSET_BITS=64")
+set(CMAKE_CXX_FLAGS_INIT "-D_FILE_OFFSET_BITS=64")
 set(CMAKE_STRIP ${TELEM_CROSS_TRIPLE}-strip CACHE FILEPATH "strip for the router binaries")
 
 # Libraries and headers of the target: the multiarch directories of the armhf packages
@@ -27,6 +33,11 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
 set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/${TELEM_CROSS_TRIPLE}/pkgconfig:/usr/share/pkgconfig)
 set(ENV{PKG_CONFIG_PATH} "")
 
-# The cross compiler's libstdc++ lives in /usr/arm-linux-gnueabihf/lib, which is where
-# qemu-arm looks first with -L; everything else falls back to the multiarch paths.
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L /usr/${TELEM_CROSS_TRIPLE})
+# The cross compiler's runtime (dynamic loader, libc, libstdc++) lives in
+# /usr/arm-linux-gnueabihf/lib, which is where qemu-arm looks first with -L; the other
+# libraries (cJSON, libmd) come from the multiarch paths. The loader found through -L
+# searches /lib/arm-linux-gnueabihf first, where the armhf libc package keeps a libc of
+# another build: that pair runs until the first fork(), whose child then dies with
+# SIGSEGV. LD_LIBRARY_PATH makes the loader take the libc of its own package.
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L /usr/${TELEM_CROSS_TRIPLE} -E
+                                  LD_LIBRARY_PATH=/usr/${TELEM_CROSS_TRIPLE}/lib)
