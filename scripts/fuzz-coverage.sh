@@ -5,10 +5,12 @@
 # Builds the targets with clang source-based coverage in the coverage build directory
 # (no sanitizers, no fuzzer: each target replays the files of its corpus folders), runs
 # each over its seeds (tests/fuzz/corpus/<name>/) and what fuzz runs learned
-# (<fuzz build dir>/fuzz-corpus/<name>/, when there), and prints, per target, the
-# llvm-cov report of its files and one line per file:
+# (<fuzz build dir>/fuzz-corpus/<name>/, when there), and prints, per target, one
+# line per file of the map and their total:
 #   coverage <target> <file>: <covered>/<lines> lines (<percent>%)
-# The merged profiles stay in <coverage build dir>/fuzz-coverage/.
+#   coverage <target> total: <covered>/<lines> lines (<percent>%)
+# The merged profiles and the whole llvm-cov reports stay in
+# <coverage build dir>/fuzz-coverage/.
 set -eu
 [ $# -ge 2 ] || { echo "usage: $0 <coverage build dir> <fuzz build dir> [targets...]" >&2; exit 2; }
 build=$1
@@ -64,16 +66,32 @@ for name in "$@"; do
     rm -f "$out/$name".*.profraw
     inputs=$(sed -n 's/^replay: \([0-9]*\) inputs$/\1/p' "$out/$name.log")
     echo "== $name (${inputs:-?} inputs)"
-    paths=""
-    for f in $files; do paths="$paths $src/$f"; done
-    # shellcheck disable=SC2086
-    "$cov" report "$bin" -instr-profile="$out/$name.profdata" $paths >"$out/$name.report"
-    cat "$out/$name.report"
-    # Columns of the report: file, regions (3), functions (3), lines, missed lines, cover.
-    awk -v name="$name" -v root="$src/" '
-        $1 != "TOTAL" && $1 != "Filename" && NF >= 10 && $1 !~ /^-+$/ {
-            file = $1; sub("^" root, "", file)
+    # The whole report stays in <name>.report; printed are the target's own files. The
+    # objects name their sources relative to the build directory when compiled through
+    # ccache (../src/...) and absolute otherwise: both are brought to tree paths.
+    "$cov" report "$bin" -instr-profile="$out/$name.profdata" >"$out/$name.report"
+    # Columns of a report row: file, regions (3), functions (3), lines, missed lines, cover.
+    awk -v name="$name" -v root="$src/" -v files="$files" '
+        BEGIN { n = split(files, f, " "); for (i = 1; i <= n; i++) want[f[i]] = 1 }
+        NF >= 10 && $1 != "TOTAL" && $1 != "Filename" && $1 !~ /^-+$/ {
+            file = $1
+            if (index(file, root) == 1) file = substr(file, length(root) + 1)
+            while (substr(file, 1, 3) == "../") file = substr(file, 4)
+            # The report may also cut a prefix all its files share.
+            if (!(file in want))
+                for (w in want)
+                    if (substr(w, length(w) - length(file)) == "/" file) file = w
+            if (!(file in want) || (file in seen)) next
+            seen[file] = 1
             printf "coverage %s %s: %d/%d lines (%s)\n", name, file, $8 - $9, $8, $10
+            lines += $8; missed += $9
+        }
+        END {
+            for (i = 1; i <= n; i++)
+                if (!(f[i] in seen)) printf "coverage %s %s: not built into the target\n", name, f[i]
+            if (lines > 0)
+                printf "coverage %s total: %d/%d lines (%.2f%%)\n", name, lines - missed, lines,
+                       100 * (lines - missed) / lines
         }' "$out/$name.report"
 done
 if [ -n "$failed" ]; then
