@@ -81,8 +81,9 @@ clean:
 FUZZ_BUILD       ?= build-fuzz
 FUZZ_SECONDS     ?= 60
 FUZZ_CI_SECONDS  ?= 2
+FUZZ_COV_BUILD   ?= build-fuzz-cov
 
-.PHONY: fuzz fuzz-build fuzz-short
+.PHONY: fuzz fuzz-build fuzz-short fuzz-coverage
 
 fuzz-build: deps
 	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTELEM_FUZZ=ON -DTELEM_TOOLS=OFF -DTELEM_BENCH=OFF >/dev/null
@@ -96,9 +97,14 @@ fuzz-short: fuzz-build
 
 test: fuzz-short
 
+# Line coverage of each target's files over its seeds and what `make fuzz` learned, in
+# its own build (clang source-based coverage); not part of `make test`.
+fuzz-coverage: deps
+	JOBS=$(JOBS) sh scripts/fuzz-coverage.sh $(FUZZ_COV_BUILD) $(FUZZ_BUILD)
+
 .PHONY: fuzz-clean
 fuzz-clean:
-	rm -rf $(FUZZ_BUILD)
+	rm -rf $(FUZZ_BUILD) $(FUZZ_COV_BUILD)
 clean: fuzz-clean
 
 # --- soak ---

@@ -5,8 +5,9 @@ set -eu
 PKGS="build-essential cmake pkg-config libcjson-dev libmd-dev libgtest-dev libgmock-dev \
 libbenchmark-dev libmosquitto-dev mosquitto mosquitto-clients busybox-static libfaketime faketime \
 jq python3-jsonschema shellcheck openssl"
-# --- fuzzing --- clang with libFuzzer and the sanitizer runtimes (make fuzz).
-PKGS="$PKGS clang libclang-rt-14-dev"
+# --- fuzzing --- clang with libFuzzer and the sanitizer runtimes (make fuzz), and the
+# coverage tools llvm-profdata and llvm-cov (make fuzz-coverage).
+PKGS="$PKGS clang libclang-rt-14-dev llvm-14"
 missing=""
 for p in $PKGS; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"

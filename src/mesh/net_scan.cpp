@@ -185,6 +185,15 @@ Heading heading_of(std::string_view line) {
 
 enum class Table { Local, RemoteDirect, RemoteNotDirect };
 
+// Adds entry "DB_<i>" to "Satellite". Its name is new by construction (each i is met
+// once, in increasing order, and "numberOfDB" is the only other member), so the
+// duplicate-member look-up of json::add is left out: over a dump of many thousands of
+// entries it would cost the square of their number.
+void add_database_entry(cJSON* satellite, const std::string& name, json::Ptr entry) {
+    if (!satellite || !entry) return;
+    if (cJSON_AddItemToObject(satellite, name.c_str(), entry.get())) entry.release();
+}
+
 class Parser {
   public:
     explicit Parser(std::string_view dump) : lines_(dump) {}
@@ -272,14 +281,14 @@ class Parser {
                 json::add(entry.get(), "Bridge_Addresses", bridged_addresses(line));
             } else if (h == Heading::Radios) {
                 json::add(entry.get(), "Radios", radios());
-                json::add(satellite, name.c_str(), std::move(entry));
+                add_database_entry(satellite, name, std::move(entry));
                 return;
             } else if (h == Heading::EntryStart || h == Heading::None) {
                 database_header(entry.get(), line);
             }
         }
         // The dump ends inside this entry: keep what it gave.
-        if (read_any) json::add(satellite, name.c_str(), std::move(entry));
+        if (read_any) add_database_entry(satellite, name, std::move(entry));
     }
 
     // After a remote-connections heading come its column names and a rule; an empty

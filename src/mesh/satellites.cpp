@@ -214,7 +214,48 @@ struct Topology {
     int iot_index = 99;
     int number_of_db = 0;
     AllClone all = AllClone::None;
+    // The document's "DB_<k>" entries by k (slot 0 unused), found in one walk over
+    // "Satellite" the first time a satellite needs them: looking each name up again for
+    // every satellite would cost the square of the database size per satellite.
+    std::vector<cJSON*> db_entries;
+    bool db_indexed = false;
 };
+
+// k when `name` reads "DB_<k>" the way the library's name look-up matches "DB_%d"
+// (letters in any case, k in decimal without leading zeros), 0 otherwise.
+int db_entry_number(const char* name, int limit) {
+    if (!name || (name[0] != 'D' && name[0] != 'd') || (name[1] != 'B' && name[1] != 'b') ||
+        name[2] != '_' || name[3] < '1' || name[3] > '9')
+        return 0;
+    long long k = 0;
+    for (const char* c = name + 3; *c; ++c) {
+        if (*c < '0' || *c > '9') return 0;
+        k = k * 10 + (*c - '0');
+        if (k > limit) return 0;
+    }
+    return static_cast<int>(k);
+}
+
+// Indexes the entries "DB_1".."DB_<number_of_db>" of `satellites`, the first of each
+// name winning as in a look-up by name. Entries are only ever read from 1 upwards until
+// one is missing, so no more slots than there are members are needed.
+void index_db_entries(Topology& t, cJSON* satellites) {
+    t.db_indexed = true;
+    int members = cJSON_GetArraySize(satellites);
+    int limit = t.number_of_db < members ? t.number_of_db : members;
+    if (limit < 1) return;
+    t.db_entries.assign(static_cast<size_t>(limit) + 1, nullptr);
+    for (cJSON* child = satellites->child; child; child = child->next) {
+        int k = db_entry_number(child->string, limit);
+        if (k > 0 && !t.db_entries[static_cast<size_t>(k)])
+            t.db_entries[static_cast<size_t>(k)] = child;
+    }
+}
+
+cJSON* db_entry(const Topology& t, int k) {
+    return static_cast<size_t>(k) < t.db_entries.size() ? t.db_entries[static_cast<size_t>(k)]
+                                                        : nullptr;
+}
 
 // Which network each ESSID index of the router's own interfaces serves.
 void read_network_indexes(Topology& t, const platform::IfnameMap& ifnames) {
@@ -286,9 +327,9 @@ void apply_topology(Topology& t, const platform::IfnameMap& ifnames, const std::
     cJSON* count = json::get(satellites, "numberOfDB");
     if (cJSON_IsNumber(count)) t.number_of_db = count->valueint;
     if (t.number_of_db >= 1 && t.all == AllClone::None) t.all = AllClone::Cloned;
+    if (!t.db_indexed) index_db_entries(t, satellites);
     for (int k = 1; k <= t.number_of_db; ++k) {
-        std::string name = "DB_" + std::to_string(k);
-        cJSON* entry = json::get(satellites, name.c_str());
+        cJSON* entry = db_entry(t, k);
         const char* entry_mac = json::get_string(entry, "MAC_address");
         if (!entry_mac) break;
         if (!same_address(entry_mac, mac)) continue;

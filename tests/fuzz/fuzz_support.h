@@ -45,6 +45,22 @@ inline void every_command_outputs(testing_support::FakeBackend& fake, const std:
     fake.on_prefix("", testing_support::FakeBackend::outputs(output));
 }
 
+// Each line "key=value" of `lines` sets an nvram key (a line without '=' sets the
+// whole line to ""), so one input can fill the open-ended key families of the SOAP
+// client's cache ("soapc_sat_<i>_...") with whatever indices the fuzzer picks.
+inline void nvram_lines(testing_support::FakeBackend& fake, std::string_view lines) {
+    while (!lines.empty()) {
+        size_t end = lines.find('\n');
+        std::string_view line = lines.substr(0, end);
+        lines = end == std::string_view::npos ? std::string_view() : lines.substr(end + 1);
+        size_t eq = line.find('=');
+        if (eq == std::string_view::npos)
+            fake.nvram[std::string(line)] = "";
+        else
+            fake.nvram[std::string(line.substr(0, eq))] = std::string(line.substr(eq + 1));
+    }
+}
+
 // A finding the sanitizers cannot see (a broken round trip) ends the run as a crash.
 inline void require(bool ok, const char* what) {
     if (!ok) {
