@@ -55,6 +55,26 @@ void copy_to_type_file(const char* format, const std::string& hw, int code) {
     shell::run(line);
 }
 
+// Writes `text` to the shared report file and makes the per-type copy.
+int write_report_text(Daemon& /*d*/, std::string_view text, int code) {
+    if (text.empty()) return 0;
+    const std::string hw = getHWVersion();
+    if (!platform::write_file(shared_report_path(hw), text)) {
+        if (telem_debug()) platform::append_console("Can not create JSON file.");
+        return -1;
+    }
+    copy_to_type_file(kCopyAfterWrite, hw, code);
+    return 0;
+}
+
+// Prints `doc` and writes it as the report of `code`. The printed text is written
+// straight from cJSON's buffer: a routine report of a crowded home is over 100 KiB,
+// and a second copy of it would only raise the daemon's peak memory.
+int write_printed_report(Daemon& d, const cJSON* doc, int code) {
+    json::Text text = json::print(doc);
+    return write_report_text(d, text ? std::string_view(text.get()) : std::string_view(), code);
+}
+
 // Replaces the device part of the routine report with one built from the reduced
 // table and rewrites the report file. 0, or -1 when the file cannot be written.
 int rebuild_device_details(Daemon& d, json::Ptr& doc) {
@@ -64,7 +84,7 @@ int rebuild_device_details(Daemon& d, json::Ptr& doc) {
         if (d.bodies.connectedDeviceDetails)
             json::add(doc, kDeviceMember, d.bodies.connectedDeviceDetails(d));
     }
-    return write_report_file(d, json::print_string(doc.get()), kRoutineReportCode);
+    return write_printed_report(d, doc.get(), kRoutineReportCode);
 }
 
 // Ends a size check: the next report starts again from the collected device count.
@@ -88,15 +108,8 @@ bool report_copied_by_event_directory(int code) {
     return code == kWifiEventReportCode;
 }
 
-int write_report_file(Daemon& /*d*/, const std::string& text, int code) {
-    if (text.empty()) return 0;
-    const std::string hw = getHWVersion();
-    if (!platform::write_file(shared_report_path(hw), text)) {
-        if (telem_debug()) platform::append_console("Can not create JSON file.");
-        return -1;
-    }
-    copy_to_type_file(kCopyAfterWrite, hw, code);
-    return 0;
+int write_report_file(Daemon& d, const std::string& text, int code) {
+    return write_report_text(d, text, code);
 }
 
 void reduction_offline(Daemon& d) {
@@ -156,8 +169,7 @@ int checkjson_size(Daemon& d, json::Ptr& doc) {
 
 int write_report(Daemon& d, json::Ptr& doc, int code) {
     if (!retry_pending(d.publish, code)) {
-        const std::string text = json::print_string(doc.get());
-        if (write_report_file(d, text, code) != 0) {
+        if (write_printed_report(d, doc.get(), code) != 0) {
             doc.reset();
             return -3;
         }
