@@ -85,9 +85,6 @@ bool exec_failure(int error) {
            error == ELOOP || error == ENAMETOOLONG || error == EPERM;
 }
 
-// Blocks of this size and above are mapped on their own (see the constructor).
-[[maybe_unused]] constexpr int kLargeBlockBytes = 64 * 1024;
-
 // The wait status of a child that called _exit(127).
 constexpr int kCouldNotExecStatus = 127 << 8;
 
@@ -117,13 +114,6 @@ HostBackend::HostBackend() : HostBackend(default_nvram_path()) {}
 HostBackend::HostBackend(std::string nvram_path) : HostBackend(std::move(nvram_path), "") {}
 HostBackend::HostBackend(std::string nvram_path, std::string root)
     : root_(std::move(root)), nvram_(std::move(nvram_path)) {
-#if defined(__GLIBC__)
-    // The large buffers of a pass (a printed routine report, the text of a device table)
-    // live only for a moment. With a fixed threshold they always come from mmap and go
-    // back to the router when freed; glibc would otherwise raise its threshold after
-    // the first such free and leave the later ones in the heap for good.
-    ::mallopt(M_MMAP_THRESHOLD, kLargeBlockBytes);
-#endif
     while (!root_.empty() && root_.back() == '/') root_.pop_back();
 }
 
