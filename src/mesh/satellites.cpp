@@ -215,10 +215,9 @@ struct Topology {
     int number_of_db = 0;
     AllClone all = AllClone::None;
     // The document's "DB_<k>" entries by k (slot 0 unused), found in one walk over
-    // "Satellite" the first time a satellite needs them: looking each name up again for
-    // every satellite would cost the square of the database size per satellite.
+    // "Satellite" when the document is read: looking each name up again for every
+    // satellite would cost the square of the database size per satellite.
     std::vector<cJSON*> db_entries;
-    bool db_indexed = false;
 };
 
 // k when `name` reads "DB_<k>" the way the library's name look-up matches "DB_%d"
@@ -236,11 +235,15 @@ int db_entry_number(const char* name, int limit) {
     return static_cast<int>(k);
 }
 
-// Indexes the entries "DB_1".."DB_<number_of_db>" of `satellites`, the first of each
-// name winning as in a look-up by name. Entries are only ever read from 1 upwards until
-// one is missing, so no more slots than there are members are needed.
-void index_db_entries(Topology& t, cJSON* satellites) {
-    t.db_indexed = true;
+// Reads the entry count "numberOfDB" of the document's "Satellite" and indexes its
+// entries "DB_1".."DB_<number_of_db>", the first of each name winning as in a look-up by
+// name. Entries are only ever read from 1 upwards until one is missing, so no more slots
+// than there are members are needed.
+void index_db_entries(Topology& t) {
+    cJSON* satellites = json::get(t.doc.get(), "Satellite");
+    if (!satellites) return;
+    cJSON* count = json::get(satellites, "numberOfDB");
+    if (cJSON_IsNumber(count)) t.number_of_db = count->valueint;
     int members = cJSON_GetArraySize(satellites);
     int limit = t.number_of_db < members ? t.number_of_db : members;
     if (limit < 1) return;
@@ -324,10 +327,7 @@ void apply_topology(Topology& t, const platform::IfnameMap& ifnames, const std::
     read_network_indexes(t, ifnames);
     cJSON* satellites = json::get(t.doc.get(), "Satellite");
     if (!satellites) return;
-    cJSON* count = json::get(satellites, "numberOfDB");
-    if (cJSON_IsNumber(count)) t.number_of_db = count->valueint;
     if (t.number_of_db >= 1 && t.all == AllClone::None) t.all = AllClone::Cloned;
-    if (!t.db_indexed) index_db_entries(t, satellites);
     for (int k = 1; k <= t.number_of_db; ++k) {
         cJSON* entry = db_entry(t, k);
         const char* entry_mac = json::get_string(entry, "MAC_address");
@@ -587,6 +587,7 @@ json::Ptr create_satellite_obj(Daemon& d, cJSON* router_info) {
     Topology topology;
     netlog_create_json();
     if (auto text = platform::read_file(kNetScanJson)) topology.doc = json::parse(*text);
+    index_db_entries(topology);
     // Without the array there is nowhere to report a satellite.
     if (!array) return obj;
 

@@ -55,24 +55,12 @@ void copy_to_type_file(const char* format, const std::string& hw, int code) {
     shell::run(line);
 }
 
-// Writes `text` to the shared report file and makes the per-type copy.
-int write_report_text(Daemon& /*d*/, std::string_view text, int code) {
-    if (text.empty()) return 0;
-    const std::string hw = getHWVersion();
-    if (!platform::write_file(shared_report_path(hw), text)) {
-        if (telem_debug()) platform::append_console("Can not create JSON file.");
-        return -1;
-    }
-    copy_to_type_file(kCopyAfterWrite, hw, code);
-    return 0;
-}
-
 // Prints `doc` and writes it as the report of `code`. The printed text is written
 // straight from cJSON's buffer: a routine report of a crowded home is over 100 KiB,
 // and a second copy of it would only raise the daemon's peak memory.
 int write_printed_report(Daemon& d, const cJSON* doc, int code) {
     json::Text text = json::print(doc);
-    return write_report_text(d, text ? std::string_view(text.get()) : std::string_view(), code);
+    return write_report_file(d, text ? std::string_view(text.get()) : std::string_view(), code);
 }
 
 // Replaces the device part of the routine report with one built from the reduced
@@ -108,8 +96,15 @@ bool report_copied_by_event_directory(int code) {
     return code == kWifiEventReportCode;
 }
 
-int write_report_file(Daemon& d, const std::string& text, int code) {
-    return write_report_text(d, text, code);
+int write_report_file(Daemon& /*d*/, std::string_view text, int code) {
+    if (text.empty()) return 0;
+    const std::string hw = getHWVersion();
+    if (!platform::write_file(shared_report_path(hw), text)) {
+        if (telem_debug()) platform::append_console("Can not create JSON file.");
+        return -1;
+    }
+    copy_to_type_file(kCopyAfterWrite, hw, code);
+    return 0;
 }
 
 void reduction_offline(Daemon& d) {

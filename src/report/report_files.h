@@ -9,6 +9,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "json/json.h"
 
@@ -34,7 +35,7 @@ std::string type_report_path(const std::string& hw, int code);
 
 // Writes `text` to telem_<hw>.json and makes the per-type copy. 0, or -1 when the file
 // cannot be created. An empty text writes nothing and gives 0.
-int write_report_file(Daemon& d, const std::string& text, int code);
+int write_report_file(Daemon& d, std::string_view text, int code);
 // Holds the routine report (code 1) under the limit by rebuilding its device part.
 // 0 when the file fits, -3 when it could not be brought under the limit or rewritten
 // (the document is then deleted).

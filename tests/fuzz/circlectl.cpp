@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::quiet();
     testing_support::FakeRouter fake;
     const auto parts = fuzz::pieces(fuzz::text(data, size), 5);
-    const unsigned flags = parts[4].empty() ? 0 : static_cast<unsigned char>(parts[4][0]);
+    const unsigned flags = fuzz::first_byte(parts[4]);
     using testing_support::FakeBackend;
     fake->on_contains("circlectl status", FakeBackend::outputs(parts[0]));
     fake->on_prefix("circled -v", FakeBackend::outputs(parts[1]));

@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::quiet();
     testing_support::FakeRouter fake;
     const auto parts = fuzz::pieces(fuzz::text(data, size), 4);
-    const unsigned flags = parts[3].empty() ? 0 : static_cast<unsigned char>(parts[3][0]);
+    const unsigned flags = fuzz::first_byte(parts[3]);
     if (flags & 1) {
         fake->mtd = 3;
         fake->write("/dev/mtd3", parts[0]);

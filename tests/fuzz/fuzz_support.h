@@ -39,6 +39,11 @@ inline std::vector<std::string> pieces(std::string_view input, size_t parts) {
     return out;
 }
 
+// The first byte of a piece as a number (0 for an empty piece): a target's switches.
+inline unsigned first_byte(const std::string& piece) {
+    return piece.empty() ? 0 : static_cast<unsigned char>(piece[0]);
+}
+
 // Every command the code runs "produces" `output`: written to the file its line
 // redirects to, or returned to popen.
 inline void every_command_outputs(testing_support::FakeBackend& fake, const std::string& output) {

@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::quiet();
     testing_support::FakeRouter fake;
     const auto parts = fuzz::pieces(fuzz::text(data, size), 5);
-    const size_t model = parts[4].empty() ? 0 : static_cast<unsigned char>(parts[4][0]);
+    const size_t model = fuzz::first_byte(parts[4]);
     fake->nvram["hwver"] = kModels[model % kModelCount];
     fake->on_prefix("/usr/sbin/thermaltool", testing_support::FakeBackend::outputs(parts[0]));
     fake->on_prefix("/sbin/thermalctrl", testing_support::FakeBackend::outputs(parts[1]));

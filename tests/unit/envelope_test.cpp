@@ -12,6 +12,7 @@
 #include "core/daemon.h"
 #include "report/event_files.h"
 #include "support/fake_backend.h"
+#include "unit/md5_vectors.h"
 
 namespace {
 
@@ -586,16 +587,8 @@ TEST(KilnVersion, MissingOutputLeavesBothEmpty) {
 // ---- md5 and local time -------------------------------------------------------------------
 
 TEST(Md5HexString, Rfc1321TestSuite) {
-    EXPECT_EQ(md5_hex_string(""), "d41d8cd98f00b204e9800998ecf8427e");
-    EXPECT_EQ(md5_hex_string("a"), "0cc175b9c0f1b6a831c399e269772661");
-    EXPECT_EQ(md5_hex_string("abc"), "900150983cd24fb0d6963f7d28e17f72");
-    EXPECT_EQ(md5_hex_string("message digest"), "f96b697d7cb7938d525a2f31aaf161d0");
-    EXPECT_EQ(md5_hex_string("abcdefghijklmnopqrstuvwxyz"), "c3fcd3d76192e4007dfb496cca67e13b");
-    EXPECT_EQ(md5_hex_string("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"),
-              "d174ab98d277d9f5a5611c2c9f419d9f");
-    EXPECT_EQ(md5_hex_string("1234567890123456789012345678901234567890123456789012345678901234567"
-                             "8901234567890"),
-              "57edf4a22be3c955ac49da2e2107b67a");
+    for (const auto& [text, digest] : md5_vectors::kRfc1321Suite)
+        EXPECT_EQ(md5_hex_string(text), digest) << text;
 }
 
 TEST(Md5HexString, HashesBytesWithoutTerminator) {
