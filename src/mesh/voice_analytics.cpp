@@ -1,5 +1,6 @@
 #include "mesh/voice_analytics.h"
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <cstdio>
@@ -92,16 +93,23 @@ json::Ptr media_element(int sat, int record, int media) {
     return item;
 }
 
+// What one body may still take, shared by all its satellites in index order.
+struct BodyBudget {
+    int records = kMaxVoiceRecordsPerBody;
+    int media = kMaxVoiceMediaPerBody;
+};
+
 // A record announcing media entries lists them, indices from 1. A record announcing
 // none still reports the one entry the SOAP client may have left under the record
 // count (not the record index) and the satellite's running media index, which moves
 // on with every such look-up.
-bool add_media(cJSON* rec, int sat, int record, int record_count, int media_count,
-               int& next_media) {
+bool add_media(cJSON* rec, int sat, int record, int record_count, int media_count, int& next_media,
+               BodyBudget& budget) {
     if (media_count >= 1) {
         json::Ptr list = json::array();
         if (!list) return false;
-        int shown = media_count < kMaxVoiceMedia ? media_count : kMaxVoiceMedia;
+        int shown = std::min({media_count, kMaxVoiceMedia, budget.media});
+        budget.media -= shown;
         for (int m = 1; m <= shown; ++m) {
             json::Ptr item = media_element(sat, record, m);
             if (!item) return false;
@@ -110,7 +118,7 @@ bool add_media(cJSON* rec, int sat, int record, int record_count, int media_coun
         json::add(rec, "mediaRecord", std::move(list));
         return true;
     }
-    if (media_count != 0) return true;
+    if (media_count != 0 || budget.media == 0) return true;
     int media = next_media++;
     if (ovraNvramConfig_get(media_key(sat, record_count, media, "MediaProvider")).empty())
         return true;
@@ -119,10 +127,12 @@ bool add_media(cJSON* rec, int sat, int record, int record_count, int media_coun
     if (!list || !item) return false;
     json::add_to_array(list.get(), std::move(item));
     json::add(rec, "mediaRecord", std::move(list));
+    --budget.media;
     return true;
 }
 
-json::Ptr record_element(int sat, int record, int record_count, int& next_media) {
+json::Ptr record_element(int sat, int record, int record_count, int& next_media,
+                         BodyBudget& budget) {
     json::Ptr rec = json::object();
     json::Ptr date = record_date(sat, record);
     if (!rec || !date) return nullptr;
@@ -134,12 +144,12 @@ json::Ptr record_element(int sat, int record, int record_count, int& next_media)
     int media_count = decimal_value(ovraNvramConfig_get(record_key(sat, "MediaCount", record)));
     json::add_number(o, "mediaCount", media_count);
     std::printf("%s(%d):mediaCount:%d\n", kFunction, 11323, media_count);
-    if (!add_media(o, sat, record, record_count, media_count, next_media)) return nullptr;
+    if (!add_media(o, sat, record, record_count, media_count, next_media, budget)) return nullptr;
     return rec;
 }
 
 // Fills the element of a registered satellite: identity, then its records.
-bool fill_device(cJSON* dev, int sat) {
+bool fill_device(cJSON* dev, int sat, BodyBudget& budget) {
     ask_soap_client(sat, kSoapActionAvsAnalytic);
     json::add_string(dev, "macAddress", ovraNvramConfig_get(analytic_key(sat, "MAC")));
     json::add_string(dev, "serialNumber", ovraNvramConfig_get(analytic_key(sat, "SerialNumber")));
@@ -150,10 +160,11 @@ bool fill_device(cJSON* dev, int sat) {
     if (record_count <= 0) return true;
     json::Ptr records = json::array();
     if (!records) return false;
-    int shown = record_count < kMaxVoiceRecords ? record_count : kMaxVoiceRecords;
+    int shown = std::min({record_count, kMaxVoiceRecords, budget.records});
+    budget.records -= shown;
     int next_media = 1;
     for (int r = 0; r < shown; ++r) {
-        json::Ptr rec = record_element(sat, r, record_count, next_media);
+        json::Ptr rec = record_element(sat, r, record_count, next_media, budget);
         if (!rec) return false;
         json::add_to_array(records.get(), std::move(rec));
     }
@@ -187,6 +198,7 @@ json::Ptr create_satellite_voice_obj(Daemon&) {
         return nullptr;
     }
     int supporting = 0;
+    BodyBudget budget;
     for (int i = 0; i < satellites; ++i) {
         if (ovraNvramConfig_get(sat_key(i, "DeviceInfo_GetSupportFeatureListXML_AvsSupport"))
                 .empty())
@@ -205,7 +217,7 @@ json::Ptr create_satellite_voice_obj(Daemon&) {
         std::printf("[%s,%d]satRegStatus:%s\n", kFunction, 11174, reg.c_str());
         // Only a satellite registered with the voice service has analytics to fetch.
         if (reg != "1") continue;
-        if (!fill_device(element, i)) {
+        if (!fill_device(element, i, budget)) {
             json::report_no_memory();
             return nullptr;
         }

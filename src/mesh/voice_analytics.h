@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "json/json.h"
+#include "platform/input_limits.h"
 
 struct Daemon;
 
@@ -14,12 +15,12 @@ struct Daemon;
 inline constexpr std::string_view kSoapActionVoiceControlStatus = "16";
 inline constexpr std::string_view kSoapActionAvsAnalytic = "23";
 
-// Bounds on what nvram may announce, so that a damaged count cannot stall the pass or
-// grow the report without limit: satellites as many as the satellite cache holds,
-// records a week of hourly records, media entries per record.
-inline constexpr int kMaxVoiceSatellites = 32;
-inline constexpr int kMaxVoiceRecords = 168;
-inline constexpr int kMaxVoiceMedia = 64;
+// Bounds on what nvram may announce (platform/input_limits.h gives the reasons).
+inline constexpr int kMaxVoiceSatellites = limits::kMaxVoiceSatellites;
+inline constexpr int kMaxVoiceRecords = limits::kMaxVoiceRecordsPerSatellite;
+inline constexpr int kMaxVoiceMedia = limits::kMaxVoiceMediaPerRecord;
+inline constexpr int kMaxVoiceRecordsPerBody = limits::kMaxVoiceRecordsPerBody;
+inline constexpr int kMaxVoiceMediaPerBody = limits::kMaxVoiceMediaPerBody;
 
 // Asks the SOAP client to run `action` against the satellite in nvram soapc_sat_index:
 // waits (1 s steps, at most 5) for soapc_sat_router_fire to read "0", sets it to

@@ -30,6 +30,21 @@ inline constexpr size_t kMaxInputFileBytes = 2 * 1024 * 1024;
 // satellites as the satellite cache holds.
 inline constexpr int kMaxSatellites = 32;
 
+// Satellite voice analytics ("avsAnalytic"). Per satellite: as many satellites as the
+// cache holds, a week of hourly records, 64 media entries a record. Those three alone
+// would let one body reach 32 x 168 x 64 = 344,064 media entries, tens of megabytes,
+// in a routine report that must stay under 128 KiB and that only sheds devices to get
+// there. So the body as a whole also stops at a week of hourly records and as many
+// media entries, taken in satellite, record and media order. Filled to both with
+// values of the sizes satellites write, the body of 32 satellites prints to 85,771
+// bytes (84 KiB). A satellite met after the records ran out still reports its identity
+// and record count, with an empty "record" list.
+inline constexpr int kMaxVoiceSatellites = kMaxSatellites;
+inline constexpr int kMaxVoiceRecordsPerSatellite = 168;
+inline constexpr int kMaxVoiceMediaPerRecord = 64;
+inline constexpr int kMaxVoiceRecordsPerBody = 168;
+inline constexpr int kMaxVoiceMediaPerBody = 168;
+
 // Every report file name must reach the copy command whole: a hardware version that
 // would not fit the 128-byte copy command is refused with a message and no copy is
 // made (never a copy under a cut name).

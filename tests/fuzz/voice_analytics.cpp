@@ -19,5 +19,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::require(cJSON_IsArray(devices) && cJSON_IsNumber(count), "count and device list");
     fuzz::require(cJSON_GetArraySize(devices) == count->valueint, "one element per device");
     fuzz::require(count->valueint <= kMaxVoiceSatellites, "at most the satellite cache");
+    int records = 0;
+    int media = 0;
+    const cJSON* dev = nullptr;
+    cJSON_ArrayForEach(dev, devices) {
+        const cJSON* rec = nullptr;
+        cJSON_ArrayForEach(rec, json::get(dev, "record")) {
+            ++records;
+            media += cJSON_GetArraySize(json::get(rec, "mediaRecord"));
+        }
+    }
+    fuzz::require(records <= kMaxVoiceRecordsPerBody, "at most a week of records a body");
+    fuzz::require(media <= kMaxVoiceMediaPerBody, "at most as many media entries a body");
     return 0;
 }

@@ -836,6 +836,19 @@ class AvsAnalyticBody(unittest.TestCase):
         del self.device["record"][0]["mediaRecord"]
         self.expect(self.d, "$.avsAnalytic.device[0].record[0]", "required")
 
+    def test_satellite_met_after_the_record_bound_has_an_empty_list(self):
+        self.device["record"] = []
+        self.assertEqual(problems(self.d), [])
+
+    def test_more_records_than_a_week_of_hours(self):
+        self.device["record"] = [self.device["record"][0]] * 169
+        self.expect(self.d, "$.avsAnalytic.device[0].record", "maxItems")
+
+    def test_more_media_than_a_record_lists(self):
+        record = self.device["record"][0]
+        record["mediaRecord"] = [record["mediaRecord"][0]] * 65
+        self.expect(self.d, "$.avsAnalytic.device[0].record[0].mediaRecord", "maxItems")
+
     def test_record_date_has_three_numbers(self):
         self.device["record"][0]["recordDate"] = [2023, 7]
         self.expect(self.d, "$.avsAnalytic.device[0].record[0].recordDate", "minItems")

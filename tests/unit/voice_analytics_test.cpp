@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -76,6 +77,39 @@ class VoiceAnalytics : public ::testing::Test {
     }
     static cJSON* record(const json::Ptr& obj, int index) {
         return cJSON_GetArrayItem(json::get(device(obj, 0), "record"), index);
+    }
+
+    // Satellites 0..count-1 announce AVS support, are registered and each announce
+    // `records` records of `media` media entries; satellite 0's keys carry values of
+    // the sizes a satellite writes, the others only their counts.
+    void every_satellite_announces(int count, int records, int media) {
+        fake->nvram["soapc_sat_access_count"] = std::to_string(count);
+        for (int sat = 0; sat < count; ++sat) {
+            std::string s = std::to_string(sat);
+            std::string avs = "soapc_sat_" + s + "_AVSAnalytic_GetAvsAnalytic_";
+            avs_satellite(sat, "1");
+            auto& a = client.answers[{s, "23"}];
+            a[avs + "RecordNumber"] = std::to_string(records);
+            if (sat != 0) continue;
+            a[avs + "MAC"] = "A0:04:60:12:34:56";
+            a[avs + "SerialNumber"] = "6LA1234567890";
+            for (int r = 0; r < records; ++r) {
+                std::string suffix = r == 0 ? "" : "_" + std::to_string(r);
+                a[avs + "RecordDate" + suffix] = "2026-11-23";
+                for (const char* stem : {"RecordHour", "TriggerCountByVoice",
+                                         "TriggerCountByButton", "SpeechRecognitionFailCount",
+                                         "AvsDisconnectedCount", "TokenRefreshFailedCount",
+                                         "GeneralEventCount", "TodoListCount", "AlertCount"})
+                    a[avs + stem + suffix] = "12345";
+                a[avs + "MediaCount" + suffix] = std::to_string(media);
+                for (int m = 1; m <= media; ++m) {
+                    std::string stem =
+                        avs + "rec_" + std::to_string(r) + "_media_" + std::to_string(m);
+                    a[stem + "_MediaProvider"] = "Amazon Music";
+                    a[stem + "_MediaPlayPeriod"] = "1234";
+                }
+            }
+        }
     }
 
     FakeRouter fake;
@@ -348,6 +382,87 @@ TEST_F(VoiceAnalytics, RecordAndMediaCountsAreBounded) {
     EXPECT_EQ(cJSON_GetArraySize(json::get(device(obj, 0), "record")), kMaxVoiceRecords);
     EXPECT_EQ(json::get(record(obj, 0), "mediaCount")->valueint, 100000);
     EXPECT_EQ(cJSON_GetArraySize(json::get(record(obj, 0), "mediaRecord")), kMaxVoiceMedia);
+}
+
+TEST_F(VoiceAnalytics, BodyStopsAtAWeekOfRecordsOverAllSatellites) {
+    fake->nvram["soapc_sat_access_count"] = "3";
+    for (int sat = 0; sat < 3; ++sat) {
+        avs_satellite(sat, "1");
+        client.answers[{std::to_string(sat), "23"}]["soapc_sat_" + std::to_string(sat) +
+                                                    "_AVSAnalytic_GetAvsAnalytic_RecordNumber"] =
+            "100";
+    }
+    json::Ptr obj = build();
+    ASSERT_TRUE(obj);
+    ASSERT_EQ(kMaxVoiceRecordsPerBody, 168);
+    EXPECT_EQ(cJSON_GetArraySize(json::get(device(obj, 0), "record")), 100);
+    EXPECT_EQ(cJSON_GetArraySize(json::get(device(obj, 1), "record")), 68);
+    // The third satellite is still reported, with what it announced and no records.
+    const cJSON* third = device(obj, 2);
+    EXPECT_STREQ(json::get_string(third, "numberOfRecord"), "100");
+    ASSERT_TRUE(cJSON_IsArray(json::get(third, "record")));
+    EXPECT_EQ(cJSON_GetArraySize(json::get(third, "record")), 0);
+    EXPECT_EQ(json::get(obj.get(), "numberOfDevice")->valueint, 3);
+}
+
+TEST_F(VoiceAnalytics, BodyStopsAtItsMediaBudgetAcrossRecords) {
+    fake->nvram["soapc_sat_access_count"] = "1";
+    avs_satellite(0, "1");
+    analytics0()[kAvs + "RecordNumber"] = "4";
+    for (const char* suffix : {"", "_1", "_2", "_3"}) record0(suffix, "2023-7-4", "64");
+    json::Ptr obj = build();
+    ASSERT_TRUE(obj);
+    ASSERT_EQ(kMaxVoiceMediaPerBody, 168);
+    auto media_of = [&](int r) {
+        return cJSON_GetArraySize(json::get(record(obj, r), "mediaRecord"));
+    };
+    EXPECT_EQ(media_of(0), 64);
+    EXPECT_EQ(media_of(1), 64);
+    EXPECT_EQ(media_of(2), 40);
+    EXPECT_EQ(media_of(3), 0);
+    // The announced count is reported as read, whatever was listed.
+    EXPECT_EQ(json::get(record(obj, 3), "mediaCount")->valueint, 64);
+}
+
+TEST_F(VoiceAnalytics, RecordWithoutMediaAddsNoLeftOverEntryOnceTheMediaBudgetIsSpent) {
+    fake->nvram["soapc_sat_access_count"] = "1";
+    avs_satellite(0, "1");
+    analytics0()[kAvs + "RecordNumber"] = "4";
+    for (const char* suffix : {"", "_1", "_2"}) record0(suffix, "2023-7-4", "56");
+    record0("_3", "2023-7-4", "0");
+    // The entry a record without media would report: record count 4, media index 1.
+    analytics0()[kAvs + "rec_4_media_1_MediaProvider"] = "left-over";
+    json::Ptr obj = build();
+    ASSERT_TRUE(obj);
+    EXPECT_EQ(cJSON_GetArraySize(json::get(record(obj, 2), "mediaRecord")), 56);
+    EXPECT_EQ(json::get(record(obj, 3), "mediaRecord"), nullptr);
+}
+
+TEST_F(VoiceAnalytics, EverySatelliteAtEveryBoundGivesABodyOfAtMostNinetyKiB) {
+    every_satellite_announces(32, 168, 64);
+    json::Ptr obj = build();
+    ASSERT_TRUE(obj);
+    EXPECT_EQ(json::get(obj.get(), "numberOfDevice")->valueint, 32);
+    int records = 0;
+    int media = 0;
+    const cJSON* dev = nullptr;
+    cJSON_ArrayForEach(dev, json::get(obj.get(), "device")) {
+        const cJSON* rec = nullptr;
+        cJSON_ArrayForEach(rec, json::get(dev, "record")) {
+            ++records;
+            media += cJSON_GetArraySize(json::get(rec, "mediaRecord"));
+        }
+    }
+    EXPECT_EQ(records, kMaxVoiceRecordsPerBody);
+    EXPECT_EQ(media, kMaxVoiceMediaPerBody);
+    // As the routine report prints it: one level deeper than the body's own root.
+    json::Ptr root = json::object();
+    json::add(root.get(), "avsAnalytic", std::move(obj));
+    json::Text text = json::print(root.get());
+    ASSERT_TRUE(text);
+    size_t size = std::strlen(text.get());
+    RecordProperty("printed_bytes", static_cast<int>(size));
+    EXPECT_LE(size, 90u * 1024u);
 }
 
 // --- the routine report --------------------------------------------------------------
