@@ -77,7 +77,9 @@ clean:
 # --- fuzzing ---
 # libFuzzer targets (tests/fuzz) built with clang in their own build directory.
 # `make fuzz` runs each for FUZZ_SECONDS; `make test` runs each for FUZZ_CI_SECONDS so
-# that a new crash fails the build.
+# that a new crash fails the build. FUZZ_CLOCK=cpu counts the budget in CPU seconds
+# (FUZZ_NICE sets the targets' nice value), for long runs on a busy machine.
+export FUZZ_CLOCK FUZZ_NICE
 FUZZ_BUILD       ?= build-fuzz
 FUZZ_SECONDS     ?= 60
 FUZZ_CI_SECONDS  ?= 2
