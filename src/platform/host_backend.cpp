@@ -5,7 +5,6 @@
 #include <malloc.h>
 #endif
 #include <signal.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,6 +17,7 @@
 #include <sstream>
 
 #include "platform/fs.h"
+#include "platform/spawn.h"
 #include "platform/unique_fd.h"
 
 namespace platform {
@@ -56,49 +56,18 @@ int wait_for(pid_t pid) {
     return status;
 }
 
-// Commands are started with posix_spawn, which does not copy the daemon's address
-// space the way fork() does (the C library starts the child on a fresh stack sharing
-// the parent's memory until it execs), so the cost of a command no longer grows with
-// the daemon's own size.
-class SpawnActions {
-  public:
-    SpawnActions() { ::posix_spawn_file_actions_init(&actions_); }
-    ~SpawnActions() { ::posix_spawn_file_actions_destroy(&actions_); }
-    SpawnActions(const SpawnActions&) = delete;
-    SpawnActions& operator=(const SpawnActions&) = delete;
-    // The child's standard output becomes `fd` (which the child then closes).
-    void stdout_to(int fd) {
-        ::posix_spawn_file_actions_adddup2(&actions_, fd, STDOUT_FILENO);
-        if (fd != STDOUT_FILENO) ::posix_spawn_file_actions_addclose(&actions_, fd);
-    }
-    const posix_spawn_file_actions_t* get() const { return &actions_; }
-
-  private:
-    posix_spawn_file_actions_t actions_;
-};
-
-// True when posix_spawn failed because the program could not be executed, which a
-// forked child would have reported as exit status 127; any other failure (no
-// memory, no more processes) means no child was made at all.
-bool exec_failure(int error) {
-    return error == ENOENT || error == EACCES || error == ENOEXEC || error == ENOTDIR ||
-           error == ELOOP || error == ENAMETOOLONG || error == EPERM;
-}
-
-// The wait status of a child that called _exit(127).
-constexpr int kCouldNotExecStatus = 127 << 8;
-
-// Starts "/bin/sh -c <command>" with `actions`; the child's PID, or the spawn error as
-// a negative number.
-pid_t spawn_shell(const std::string& command, const SpawnActions& actions) {
+// Starts "/bin/sh -c <command>" with its standard output on `stdout_fd` (when 0 or
+// more); the child's PID, or the start error as a negative number.
+pid_t spawn_shell(const std::string& command, int stdout_fd) {
     char sh[] = "sh";
     char dash_c[] = "-c";
     std::string line = command;  // argv is not const in the interface
     char* argv[] = {sh, dash_c, line.data(), nullptr};
-    pid_t pid = -1;
-    int rc = ::posix_spawn(&pid, "/bin/sh", actions.get(), nullptr, argv, environ);
-    return rc == 0 ? pid : -rc;
+    return start_process("/bin/sh", argv, false, stdout_fd);
 }
+
+// The wait status of a child that called _exit(127).
+constexpr int kCouldNotExecStatus = 127 << 8;
 
 std::string normalise_mac(std::string_view text) {
     std::string out;
@@ -190,8 +159,7 @@ int HostBackend::uci_store(const std::string& dir, const UciPackage& pkg) {
 int HostBackend::run_shell(const std::string& command) {
     ChildWaitScope scope;
     std::fflush(nullptr);  // what the daemon printed comes before the command's output
-    SpawnActions none;
-    pid_t pid = spawn_shell(command, none);
+    pid_t pid = spawn_shell(command, -1);
     if (pid < 0) return exec_failure(-pid) ? kCouldNotExecStatus : -1;
     return wait_for(pid);
 }
@@ -203,9 +171,7 @@ std::optional<std::string> HostBackend::popen_read(const std::string& command) {
     if (::pipe2(ends, O_CLOEXEC) != 0) return std::nullopt;
     UniqueFd read_end(ends[0]);
     UniqueFd write_end(ends[1]);
-    SpawnActions actions;
-    actions.stdout_to(write_end.get());
-    pid_t pid = spawn_shell(command, actions);
+    pid_t pid = spawn_shell(command, write_end.get());
     write_end.reset();  // the child holds the only writer now: EOF comes when it is done
     if (pid < 0) return std::nullopt;
     std::string out;
@@ -233,12 +199,9 @@ int HostBackend::exec_to_file(const std::vector<std::string>& argv, const std::s
     std::fflush(nullptr);
     // When the file cannot be made the program still runs, writing where the daemon does.
     UniqueFd out(::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-    SpawnActions actions;
-    if (out) actions.stdout_to(out.get());
-    pid_t pid = -1;
-    int rc = ::posix_spawnp(&pid, args[0], actions.get(), nullptr, args.data(), environ);
+    pid_t pid = start_process(args[0], args.data(), true, out ? out.get() : -1);
     out.reset();
-    if (rc != 0) return exec_failure(rc) ? 127 : -1;
+    if (pid < 0) return exec_failure(-pid) ? 127 : -1;
     int status = wait_for(pid);
     return status >= 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
@@ -263,11 +226,13 @@ void HostBackend::local_time(int64_t when, std::tm& out) {
 }
 
 void HostBackend::sleep_seconds(unsigned seconds) {
-    release_large_packages();
     ::sleep(seconds);
 }
 
-void HostBackend::release_large_packages() {
+// Released once a pass, not at every wait: the waits inside a pass (the SOAP client's
+// hand-shake, the report retries) would otherwise have the same tables parsed again
+// within the pass, and every release gives pages back to the kernel at some cost.
+void HostBackend::pass_collected() {
     bool released = false;
     for (auto& [file, c] : uci_cache_) {
         if (!c.pkg || c.text_size < kKeepParsedBelow) continue;

@@ -4,7 +4,10 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <regex>
 
@@ -187,6 +190,79 @@ TEST(HostBackendShell, EvalIntoAnUncreatableFileStillRunsTheProgram) {
     EXPECT_EQ(_eval({"sh", "-c", "exit 6"}, "/missing-dir/out", 0, nullptr), 6);
 }
 
+TEST(HostBackendShell, CommandKilledByASignalGivesItsWaitStatus) {
+    HostRouter r;
+    int status = doSystem("kill -9 $$");
+    ASSERT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), SIGKILL);
+}
+
+// The signal mask a program starts with, from its own status file. The program runs
+// without a shell in between: the shell clears its mask when it starts.
+unsigned long long blocked_signals_of_a_program(HostRouter& r) {
+    r.dir.write("tmp/.keep", "");
+    _eval({"awk", "$1 == \"SigBlk:\" { print $2 }", "/proc/self/status"}, "/tmp/sigblk", 0,
+          nullptr);
+    return std::strtoull(r.dir.read("tmp/sigblk").c_str(), nullptr, 16);
+}
+
+TEST(HostBackendShell, ProgramStartsWithTheDaemonsSignalMask) {
+    HostRouter r;
+    // While starting a program every signal is blocked; the program must not keep that.
+    EXPECT_EQ(blocked_signals_of_a_program(r), 0u);
+    sigset_t usr2;
+    sigset_t saved;
+    sigemptyset(&usr2);
+    sigaddset(&usr2, SIGUSR2);
+    ::sigprocmask(SIG_BLOCK, &usr2, &saved);
+    unsigned long long mask = blocked_signals_of_a_program(r);
+    ::sigprocmask(SIG_SETMASK, &saved, nullptr);
+    EXPECT_EQ(mask, 1ull << (SIGUSR2 - 1));
+}
+
+TEST(HostBackendShell, IgnoredSignalsStayIgnoredInTheCommandAsExecLeavesThem) {
+    HostRouter r;
+    struct sigaction ign {};
+    struct sigaction saved {};
+    ign.sa_handler = SIG_IGN;
+    sigemptyset(&ign.sa_mask);
+    ::sigaction(SIGUSR1, &ign, &saved);
+    auto out = platform::backend().popen_read("kill -USR1 $$; echo survived");
+    ::sigaction(SIGUSR1, &saved, nullptr);
+    EXPECT_EQ(out, "survived\n");
+}
+
+TEST(HostBackendShell, HundredsOfCommandsLeaveDescriptorsAndSigchldAsTheyWere) {
+    HostRouter r;
+    IgnoredSigchld ignored;
+    int before = open_descriptors();
+    int ok = 0;
+    for (int i = 0; i < 100; ++i) {
+        if (platform::backend().popen_read("echo " + std::to_string(i)) == std::to_string(i) + "\n")
+            ++ok;
+        if (doSystem("exit 0") == 0) ++ok;
+    }
+    EXPECT_EQ(ok, 200);
+    EXPECT_EQ(open_descriptors(), before);
+    EXPECT_EQ(current_sigchld(), SIG_IGN);
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);  // no child of ours left behind
+    EXPECT_EQ(errno, ECHILD);
+}
+
+TEST(HostBackendShellDeathTest, OutputIsCapturedWhenThePipeIsTheDaemonsDescriptorOne) {
+    // A daemon started with its standard streams closed gets descriptors 0 and 1 for
+    // the pipe: the command's output is then already where it must be.
+    EXPECT_EXIT(
+        {
+            HostRouter r;
+            ::close(STDIN_FILENO);
+            ::close(STDOUT_FILENO);
+            auto out = platform::backend().popen_read("echo through-one");
+            ::_exit(out == "through-one\n" ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
 TEST(HostBackendMacList, AllowAndBlockListsFromNvram) {
     HostRouter r;
     ovraNvramConfig_set("ac_allow_list", "aa:bb:cc:dd:ee:ff 001122334455");
@@ -228,7 +304,7 @@ TEST(HostBackendUci, PackageIsParsedAgainOnlyWhenTheFileChanged) {
     EXPECT_EQ(r.host.uci_parse_count(), 2u);
 }
 
-TEST(HostBackendUci, LargePackagesAreReleasedWhileTheDaemonSleeps) {
+TEST(HostBackendUci, LargePackagesAreReleasedOnceThePassIsCollected) {
     HostRouter r;
     std::string large;
     for (int i = 0; large.size() < HostBackend::kKeepParsedBelow; ++i)
@@ -248,12 +324,15 @@ TEST(HostBackendUci, LargePackagesAreReleasedWhileTheDaemonSleeps) {
     EXPECT_EQ(r.host.uci_parse_count(), 2u);  // within a pass: one parse each
     r.host.sleep_seconds(0);
     read_both();
+    EXPECT_EQ(r.host.uci_parse_count(), 2u);  // a wait inside the pass keeps both
+    platform::pass_collected();
+    read_both();
     read_both();
     EXPECT_EQ(r.host.uci_parse_count(), 3u);  // only the large one is parsed again
     {
-        // A package a session still holds stays usable over the sleep.
+        // A package a session still holds stays usable once released.
         UciSession devices("/tmp", "devices", "reader");
-        r.host.sleep_seconds(0);
+        platform::pass_collected();
         EXPECT_EQ(devices.get("devices.D1.ip", 512), "10.0.0.1");
     }
 }
