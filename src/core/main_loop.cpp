@@ -310,7 +310,6 @@ void run_pass(Daemon& d) {
     }
     d.loop.force_all = 0;
     g_sigusr1_flag = 0;
-    platform::pass_collected();
 
     if (any_retry_pending(d.publish)) {
         std::printf("%s(%d)retry sleep 20 seconds\n", kFunc, 612);

@@ -56,10 +56,6 @@ class Backend {
     virtual void local_time(int64_t when, std::tm& out) = 0;
     virtual void sleep_seconds(unsigned seconds) = 0;
 
-    // The pass has built its reports: what was kept only for them may go back to the
-    // router before the watch ticks and the wait for the next pass.
-    virtual void pass_collected() {}
-
     // Randomness (srand/rand).
     virtual void seed_random(unsigned seed) = 0;
     virtual int random() = 0;

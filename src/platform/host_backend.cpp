@@ -226,13 +226,11 @@ void HostBackend::local_time(int64_t when, std::tm& out) {
 }
 
 void HostBackend::sleep_seconds(unsigned seconds) {
+    release_large_packages();
     ::sleep(seconds);
 }
 
-// Released once a pass, not at every wait: the waits inside a pass (the SOAP client's
-// hand-shake, the report retries) would otherwise have the same tables parsed again
-// within the pass, and every release gives pages back to the kernel at some cost.
-void HostBackend::pass_collected() {
+void HostBackend::release_large_packages() {
     bool released = false;
     for (auto& [file, c] : uci_cache_) {
         if (!c.pkg || c.text_size < kKeepParsedBelow) continue;

@@ -62,7 +62,6 @@ class HostBackend : public Backend {
     int64_t wall_time() override;
     void local_time(int64_t when, std::tm& out) override;
     void sleep_seconds(unsigned seconds) override;
-    void pass_collected() override;
 
     void seed_random(unsigned seed) override;
     int random() override;
@@ -77,8 +76,7 @@ class HostBackend : public Backend {
     NvramFile& nvram() { return nvram_; }
     unsigned long uci_parse_count() const { return uci_parses_; }
 
-    // Parsed packages whose text has at least this many bytes are not kept from one pass
-    // to the next (the crowded home's device tables parse to about a megabyte).
+    // Parsed packages whose text has at least this many bytes are not kept over a sleep.
     static constexpr size_t kKeepParsedBelow = 16 * 1024;
 
   private:
@@ -90,6 +88,7 @@ class HostBackend : public Backend {
         size_t text_size = 0;  // of the text last parsed
     };
     std::string at(std::string_view router_path) const;
+    void release_large_packages();
 
     std::string root_;
     NvramFile nvram_;

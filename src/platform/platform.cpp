@@ -49,9 +49,6 @@ int64_t wall_time() {
 void sleep_seconds(unsigned seconds) {
     backend().sleep_seconds(seconds);
 }
-void pass_collected() {
-    backend().pass_collected();
-}
 void seed_random(unsigned seed) {
     backend().seed_random(seed);
 }

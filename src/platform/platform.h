@@ -63,7 +63,6 @@ namespace platform {
 // Clock and randomness of the installed backend.
 int64_t wall_time();
 void sleep_seconds(unsigned seconds);
-void pass_collected();
 void seed_random(unsigned seed);
 int random_number();
 
