@@ -34,6 +34,14 @@ class Backend {
     virtual std::shared_ptr<const UciPackage> uci_load(const std::string& dir,
                                                        const std::string& package, int& err) = 0;
     virtual int uci_store(const std::string& dir, const UciPackage& pkg) = 0;
+    // Hands over the parsed package the backend keeps for that file, for a session that
+    // is about to change it: changing it in place spares a copy of a whole device
+    // table. The backend forgets it and parses the file again when next asked. Nullptr
+    // when it keeps none (the session then copies what it loaded).
+    virtual std::shared_ptr<UciPackage> uci_hand_over(const std::string& /*dir*/,
+                                                      const std::string& /*package*/) {
+        return nullptr;
+    }
 
     // Processes. run_shell() is system(): the line runs through /bin/sh -c exactly as
     // composed and the wait status comes back (-1 when the shell could not start).

@@ -145,6 +145,11 @@ std::string temp_file_for(const std::string& path) {
 }
 
 bool replace_file_atomically(const std::string& path, std::string_view content) {
+    return replace_file_atomically(path, [content](const PieceSink& put) { put(content); });
+}
+
+bool replace_file_atomically(const std::string& path,
+                             const std::function<void(const PieceSink&)>& produce) {
     // The replacement keeps the mode of the file it replaces (0644 for a new file).
     mode_t mode = 0644;
     struct stat st;
@@ -154,8 +159,29 @@ bool replace_file_atomically(const std::string& path, std::string_view content) 
     {
         UniqueFd out(::open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
         // fchmod: the mode given to open is cut by the umask.
-        ok = out && ::fchmod(out.get(), mode) == 0 && write_all(out.get(), content) &&
-             ::fsync(out.get()) == 0;
+        ok = out && ::fchmod(out.get(), mode) == 0;
+        if (ok) {
+            constexpr size_t kBlock = 8192;
+            std::string block;
+            auto flush = [&] {
+                if (ok && !block.empty()) ok = write_all(out.get(), block);
+                block.clear();
+            };
+            produce([&](std::string_view piece) {
+                if (!ok) return;
+                if (block.size() + piece.size() <= kBlock) {
+                    block.append(piece);
+                    return;
+                }
+                flush();
+                if (piece.size() >= kBlock)
+                    ok = ok && write_all(out.get(), piece);
+                else
+                    block.append(piece);
+            });
+            flush();
+            ok = ok && ::fsync(out.get()) == 0;
+        }
     }
     // Content on stable storage before the name points at it, then the name itself:
     // a power cut leaves either the old file or the new one, never an empty one.

@@ -11,6 +11,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -64,6 +65,11 @@ class FileWatch {
 // directory is fsynced. False (and the temporary file removed) when a step before the
 // rename fails. `path` is a real file system path.
 bool replace_file_atomically(const std::string& path, std::string_view content);
+// The same, with the content produced in pieces through the sink it is given: the pieces
+// go to the file in blocks, so that a large file is never held whole in memory.
+using PieceSink = std::function<void(std::string_view)>;
+bool replace_file_atomically(const std::string& path,
+                             const std::function<void(const PieceSink&)>& produce);
 // The temporary name replace_file_atomically uses in this process.
 std::string temp_file_for(const std::string& path);
 // Removes the "<path>.tmp.<pid>" files left by writers that died before their rename

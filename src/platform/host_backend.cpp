@@ -140,7 +140,7 @@ std::shared_ptr<const UciPackage> HostBackend::uci_load(const std::string& dir,
     c.text_size = text.size();
     auto parsed = parse_uci(text, package);
     if (parsed) {
-        c.pkg = std::make_shared<const UciPackage>(std::move(*parsed));
+        c.pkg = std::make_shared<UciPackage>(std::move(*parsed));
         c.err = 0;
     } else {
         c.pkg.reset();
@@ -150,9 +150,19 @@ std::shared_ptr<const UciPackage> HostBackend::uci_load(const std::string& dir,
     return c.pkg;
 }
 
+std::shared_ptr<UciPackage> HostBackend::uci_hand_over(const std::string& dir,
+                                                       const std::string& package) {
+    auto it = uci_cache_.find(at(dir + "/" + package));
+    if (it == uci_cache_.end() || !it->second.pkg) return nullptr;
+    it->second.watch.forget();
+    return std::move(it->second.pkg);
+}
+
 int HostBackend::uci_store(const std::string& dir, const UciPackage& pkg) {
     std::string file = at(dir + "/" + pkg.name);
-    if (!replace_file_atomically(file, render_uci(pkg))) return 4;  // UCI_ERR_IO
+    // Written as it is rendered: a committed device table is never held as one text.
+    auto produce = [&pkg](const PieceSink& put) { render_uci(pkg, put); };
+    if (!replace_file_atomically(file, produce)) return 4;  // UCI_ERR_IO
     return 0;
 }
 

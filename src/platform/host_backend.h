@@ -50,6 +50,8 @@ class HostBackend : public Backend {
     std::shared_ptr<const UciPackage> uci_load(const std::string& dir, const std::string& package,
                                                int& err) override;
     int uci_store(const std::string& dir, const UciPackage& pkg) override;
+    std::shared_ptr<UciPackage> uci_hand_over(const std::string& dir,
+                                              const std::string& package) override;
 
     int run_shell(const std::string& command) override;
     std::optional<std::string> popen_read(const std::string& command) override;
@@ -83,9 +85,9 @@ class HostBackend : public Backend {
     struct CachedPackage {
         explicit CachedPackage(std::string file) : watch(std::move(file)) {}
         FileWatch watch;
-        std::shared_ptr<const UciPackage> pkg;
-        int err = 0;           // the code of the last parse when pkg is empty
-        size_t text_size = 0;  // of the text last parsed
+        std::shared_ptr<UciPackage> pkg;  // lent out read-only; handed over for changes
+        int err = 0;                      // the code of the last parse when pkg is empty
+        size_t text_size = 0;             // of the text last parsed
     };
     std::string at(std::string_view router_path) const;
     void release_large_packages();

@@ -98,6 +98,24 @@ const platform::UciPackage* session_package(std::string_view name, int& err) {
     return s.loaded.find(name)->second.get();
 }
 
+// The package the session is about to change. When the session and the backend's cache
+// are the only holders of the loaded package, the backend hands it over and it is
+// changed in place; otherwise (someone else still reads it) the session works on a copy.
+std::shared_ptr<platform::UciPackage> package_to_change(std::string_view name) {
+    auto& s = uci();
+    auto loaded = s.loaded.find(name);
+    std::shared_ptr<const platform::UciPackage> held = std::move(loaded->second);
+    s.loaded.erase(loaded);
+    auto own = backend().uci_hand_over(s.dir, std::string(name));
+    if (own && own.get() == held.get()) {
+        held.reset();
+        if (own.use_count() == 1) return own;
+        return std::make_shared<platform::UciPackage>(*own);
+    }
+    // The cache had parsed a newer file since: the changes apply to what was loaded.
+    return std::make_shared<platform::UciPackage>(*held);
+}
+
 }  // namespace
 
 int ovraUciConfig_w_init() {
@@ -146,10 +164,8 @@ int ovraUciConfig_w_set_value(std::string_view path, std::string_view value) {
     auto it = s.changed.find(name);
     if (it == s.changed.end()) {
         int err = UCI_OK;
-        const platform::UciPackage* pkg = session_package(name, err);
-        if (!pkg) return err;
-        it = s.changed.emplace(std::string(name), std::make_shared<platform::UciPackage>(*pkg))
-                 .first;
+        if (!session_package(name, err)) return err;
+        it = s.changed.emplace(std::string(name), package_to_change(name)).first;
     }
     std::string_view rest = path.substr(dot + 1);
     if (it->second->set(rest, value)) return UCI_OK;

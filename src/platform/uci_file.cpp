@@ -6,6 +6,11 @@
 namespace platform {
 
 const UciOption* UciSection::find(std::string_view option) const {
+    if (index_.empty()) {
+        for (const UciOption& o : options_)
+            if (o.name == option) return &o;
+        return nullptr;
+    }
     auto it = index_.find(std::string(option));
     return it == index_.end() ? nullptr : &options_[it->second];
 }
@@ -16,19 +21,25 @@ UciOption* UciSection::find(std::string_view option) {
 
 UciOption& UciSection::option(std::string_view option) {
     if (UciOption* o = find(option)) return *o;
-    index_.emplace(std::string(option), options_.size());
     options_.push_back(UciOption{std::string(option), false, {}});
+    if (!index_.empty()) {
+        index_.emplace(options_.back().name, options_.size() - 1);
+    } else if (options_.size() == kIndexFrom) {
+        for (size_t i = 0; i < options_.size(); ++i) index_.emplace(options_[i].name, i);
+    }
     return options_.back();
 }
 
 bool UciSection::remove(std::string_view option) {
-    auto it = index_.find(std::string(option));
-    if (it == index_.end()) return false;
-    const size_t at = it->second;
+    const UciOption* o = find(option);
+    if (!o) return false;
+    const size_t at = static_cast<size_t>(o - options_.data());
     options_.erase(options_.begin() + static_cast<std::ptrdiff_t>(at));
-    index_.erase(it);
-    for (auto& [n, i] : index_)
-        if (i > at) --i;
+    if (!index_.empty()) {
+        index_.erase(std::string(option));
+        for (auto& [n, i] : index_)
+            if (i > at) --i;
+    }
     return true;
 }
 
@@ -366,19 +377,30 @@ std::string uci_quote(std::string_view value) {
     return out;
 }
 
-std::string render_uci(const UciPackage& pkg) {
-    std::string out;
+void render_uci(const UciPackage& pkg, const std::function<void(std::string_view)>& put) {
+    std::string line;
     for (const auto& s : pkg.sections()) {
-        out += "\nconfig " + s.type;
-        if (!s.name.empty()) out += " " + uci_quote(s.name);
-        out += '\n';
+        line = "\nconfig " + s.type;
+        if (!s.name.empty()) line += " " + uci_quote(s.name);
+        line += '\n';
+        put(line);
         for (const auto& o : s.options()) {
-            for (const auto& v : o.values)
-                out += std::string("\t") + (o.is_list ? "list " : "option ") + o.name + " " +
-                       uci_quote(v) + "\n";
+            for (const auto& v : o.values) {
+                line = o.is_list ? "\tlist " : "\toption ";
+                line += o.name;
+                line += ' ';
+                line += uci_quote(v);
+                line += '\n';
+                put(line);
+            }
         }
     }
-    if (!out.empty()) out += '\n';
+    if (!pkg.sections().empty()) put("\n");
+}
+
+std::string render_uci(const UciPackage& pkg) {
+    std::string out;
+    render_uci(pkg, [&out](std::string_view piece) { out += piece; });
     return out;
 }
 

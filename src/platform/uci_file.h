@@ -3,6 +3,7 @@
 // host `uci` tool, so all three agree on quoting, comments and lists.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,9 +18,12 @@ struct UciOption {
     std::vector<std::string> values;  // one value for a plain option
 };
 
-// A section's options keep their order; a name index makes each lookup constant time,
+// A section's options keep their order. A section of a few dozen options is searched
+// in order; from kIndexFrom options on, a name index makes each lookup constant time,
 // so a section with tens of thousands of options still parses in linear time. The
-// options are read freely but changed only through the methods, which keep the index.
+// index is kept only where it pays: on the device tables, where every section holds
+// about 30 options, it would double the memory a parsed table takes. The options are
+// read freely but changed only through the methods, which keep the index.
 class UciSection {
   public:
     UciSection() = default;
@@ -35,6 +39,8 @@ class UciSection {
     // The option of that name, appended (a plain option without values) when absent.
     UciOption& option(std::string_view option);
     bool remove(std::string_view option);
+
+    static constexpr size_t kIndexFrom = 64;
 
   private:
     std::vector<UciOption> options_;
@@ -82,6 +88,9 @@ bool apply_uci_change(UciPackage& pkg, std::string_view line);
 void apply_uci_changes(UciPackage& pkg, std::string_view changes);
 // Renders a package in the canonical form `uci export` uses.
 std::string render_uci(const UciPackage& pkg);
+// The same text handed to `put` in pieces, for writing a large package without holding
+// its whole text.
+void render_uci(const UciPackage& pkg, const std::function<void(std::string_view)>& put);
 // Single-quotes a value for UCI text.
 std::string uci_quote(std::string_view value);
 

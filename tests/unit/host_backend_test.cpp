@@ -383,3 +383,93 @@ TEST(HostBackendClock, UptimeAndWallTimeMove) {
     EXPECT_EQ(IsTimeout(sys_uptime(), 60), 0);
     EXPECT_EQ(IsTimeout(sys_uptime() - 61, 60), 1);
 }
+
+namespace {
+
+// A host backend that records the package it hands over and the one it stores.
+struct RecordingHost : HostBackend {
+    using HostBackend::HostBackend;
+    std::shared_ptr<platform::UciPackage> uci_hand_over(const std::string& dir,
+                                                        const std::string& package) override {
+        auto p = HostBackend::uci_hand_over(dir, package);
+        handed = p.get();
+        return p;
+    }
+    int uci_store(const std::string& dir, const platform::UciPackage& pkg) override {
+        stored = &pkg;
+        return HostBackend::uci_store(dir, pkg);
+    }
+    const platform::UciPackage* handed = nullptr;
+    const platform::UciPackage* stored = nullptr;
+};
+
+struct RecordingRouter {
+    TempDir dir;
+    RecordingHost host{dir.file("nvram.txt"), dir.path()};
+    RecordingRouter() { platform::install(&host); }
+    ~RecordingRouter() { platform::install(nullptr); }
+};
+
+}  // namespace
+
+TEST(HostBackendUci, SessionChangesTheCachedPackageInPlaceWithoutACopy) {
+    RecordingRouter r;
+    r.dir.write("tmp/devices", "config device 'AA'\n\toption count '1'\n");
+    int err = 0;
+    const platform::UciPackage* cached = r.host.uci_load("/tmp", "devices", err).get();
+    ASSERT_NE(cached, nullptr);
+    {
+        UciSession uci("/tmp", "devices", "writer");
+        EXPECT_EQ(uci.set("devices.AA.count", "2"), UCI_OK);
+        EXPECT_EQ(uci.set("devices.AA.other", "3"), UCI_OK);
+        EXPECT_EQ(uci.commit(), UCI_OK);
+    }
+    EXPECT_EQ(r.host.handed, cached);
+    EXPECT_EQ(r.host.stored, cached);
+    EXPECT_EQ(r.dir.read("tmp/devices"),
+              "\nconfig device 'AA'\n\toption count '2'\n\toption other '3'\n\n");
+    // The cache gave the package away: the next reader parses the committed file.
+    EXPECT_EQ(r.host.uci_parse_count(), 1u);
+    UciSession uci("/tmp", "devices", "reader");
+    EXPECT_EQ(uci.get("devices.AA.count", 512), "2");
+    EXPECT_EQ(r.host.uci_parse_count(), 2u);
+}
+
+TEST(HostBackendUci, ReaderStillHoldingThePackageKeepsWhatItReadWhenASessionChangesIt) {
+    RecordingRouter r;
+    r.dir.write("tmp/devices", "config device 'AA'\n\toption count '1'\n");
+    int err = 0;
+    std::shared_ptr<const platform::UciPackage> reader = r.host.uci_load("/tmp", "devices", err);
+    ASSERT_TRUE(reader);
+    {
+        UciSession uci("/tmp", "devices", "writer");
+        EXPECT_EQ(uci.set("devices.AA.count", "2"), UCI_OK);
+        EXPECT_EQ(uci.commit(), UCI_OK);
+    }
+    EXPECT_EQ(r.host.handed, reader.get());
+    EXPECT_NE(r.host.stored, reader.get());  // the session changed a copy
+    EXPECT_EQ(reader->get("AA.count"), "1");
+    EXPECT_EQ(r.dir.read("tmp/devices"), "\nconfig device 'AA'\n\toption count '2'\n\n");
+}
+
+TEST(HostBackendUci, ChangesLeftUncommittedAreDroppedAndTheFileIsReadAgain) {
+    RecordingRouter r;
+    r.dir.write("tmp/devices", "config device 'AA'\n\toption count '1'\n");
+    {
+        UciSession uci("/tmp", "devices", "writer");
+        EXPECT_EQ(uci.set("devices.AA.count", "2"), UCI_OK);
+        EXPECT_EQ(uci.get("devices.AA.count", 512), "2");
+    }
+    EXPECT_NE(r.host.handed, nullptr);
+    EXPECT_EQ(r.host.stored, nullptr);
+    {
+        UciSession uci("/tmp", "devices", "reader");
+        EXPECT_EQ(uci.get("devices.AA.count", 512), "1");
+    }
+    // A reload inside a session drops its changes the same way.
+    UciSession uci("/tmp", "devices", "writer");
+    EXPECT_EQ(uci.set("devices.AA.count", "5"), UCI_OK);
+    EXPECT_EQ(ovraUciConfig_w_update("devices"), UCI_OK);
+    EXPECT_EQ(uci.get("devices.AA.count", 512), "1");
+    EXPECT_EQ(r.dir.read("tmp/devices"), "config device 'AA'\n\toption count '1'\n");
+}

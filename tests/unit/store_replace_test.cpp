@@ -60,3 +60,39 @@ TEST(StoreReplace, TempFilesOfLiveWritersAndOtherFilesStay) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(StoreReplace, ContentProducedInPiecesLandsWholeAndInOrder) {
+    TempDir dir;
+    // Pieces smaller than, equal to and larger than the block the writer collects.
+    std::string expected;
+    std::vector<std::string> pieces;
+    for (size_t size : {1u, 8191u, 1u, 8192u, 20000u, 3u, 0u, 8190u, 2u, 3u}) {
+        pieces.emplace_back(size, static_cast<char>('a' + pieces.size()));
+        expected += pieces.back();
+    }
+    ASSERT_TRUE(
+        platform::replace_file_atomically(dir.file("big"), [&](const platform::PieceSink& put) {
+            for (const auto& p : pieces) put(p);
+        }));
+    EXPECT_EQ(dir.read("big"), expected);
+    EXPECT_FALSE(std::filesystem::exists(platform::temp_file_for(dir.file("big"))));
+}
+
+TEST(StoreReplace, WriterThatCannotCreateItsTempFileLeavesTheOldFile) {
+    TempDir dir;
+    dir.write("file", "old");
+    // A directory where the temporary file would go: even root cannot open it to write.
+    std::filesystem::create_directory(platform::temp_file_for(dir.file("file")));
+    bool produced = false;
+    EXPECT_FALSE(
+        platform::replace_file_atomically(dir.file("file"), [&](const platform::PieceSink& put) {
+            produced = true;
+            put("new");
+        }));
+    EXPECT_FALSE(produced);
+    EXPECT_EQ(dir.read("file"), "old");
+}
+
+}  // namespace

@@ -208,3 +208,86 @@ TEST(UciChanges, DeleteOfSectionAndRejectedLines) {
     EXPECT_TRUE(platform::apply_uci_change(pkg, "-p.a"));
     EXPECT_EQ(pkg.sections().size(), 0u);
 }
+
+namespace {
+
+// A section of `n` options "o0".."o<n-1>" with values "v0".."v<n-1>".
+platform::UciSection section_of(size_t n) {
+    platform::UciSection s("t", "s");
+    for (size_t i = 0; i < n; ++i)
+        s.option("o" + std::to_string(i)).values = {"v" + std::to_string(i)};
+    return s;
+}
+
+void expect_options_in_order(const platform::UciSection& s, const std::vector<size_t>& numbers) {
+    ASSERT_EQ(s.options().size(), numbers.size());
+    for (size_t i = 0; i < numbers.size(); ++i) {
+        const std::string name = "o" + std::to_string(numbers[i]);
+        EXPECT_EQ(s.options()[i].name, name);
+        const platform::UciOption* o = s.find(name);
+        ASSERT_NE(o, nullptr) << name;
+        EXPECT_EQ(o->values.at(0), "v" + std::to_string(numbers[i]));
+    }
+}
+
+}  // namespace
+
+TEST(UciSectionIndex, SmallSectionIsSearchedInOrder) {
+    const size_t n = platform::UciSection::kIndexFrom - 1;
+    platform::UciSection s = section_of(n);
+    std::vector<size_t> left;
+    for (size_t i = 0; i < n; ++i)
+        if (i != 3) left.push_back(i);
+    EXPECT_TRUE(s.remove("o3"));
+    EXPECT_FALSE(s.remove("o3"));
+    EXPECT_EQ(s.find("o3"), nullptr);
+    expect_options_in_order(s, left);
+}
+
+TEST(UciSectionIndex, SectionGrowingPastTheIndexThresholdFindsEveryOption) {
+    for (size_t n : {platform::UciSection::kIndexFrom, platform::UciSection::kIndexFrom + 1,
+                     platform::UciSection::kIndexFrom * 3}) {
+        platform::UciSection s = section_of(n);
+        std::vector<size_t> all(n);
+        for (size_t i = 0; i < n; ++i) all[i] = i;
+        expect_options_in_order(s, all);
+        EXPECT_EQ(s.find("o" + std::to_string(n)), nullptr);
+        // The same option asked for again is the same entry, not a second one.
+        s.option("o0").values = {"again"};
+        EXPECT_EQ(s.options().size(), n);
+        EXPECT_EQ(s.find("o0")->values.at(0), "again");
+    }
+}
+
+TEST(UciSectionIndex, RemovalsFromAnIndexedSectionKeepOrderAndLookups) {
+    const size_t n = platform::UciSection::kIndexFrom + 4;
+    platform::UciSection s = section_of(n);
+    // Removing below the threshold again keeps every lookup right.
+    std::vector<size_t> left;
+    for (size_t i = 0; i < n; ++i)
+        if (i % 2 == 1) left.push_back(i);
+    for (size_t i = 0; i < n; i += 2) EXPECT_TRUE(s.remove("o" + std::to_string(i)));
+    expect_options_in_order(s, left);
+    s.option("late").values = {"x"};
+    EXPECT_EQ(s.options().back().name, "late");
+    EXPECT_EQ(s.find("late")->values.at(0), "x");
+}
+
+TEST(UciText, RenderingInPiecesGivesTheSameTextAsAWhole) {
+    auto pkg = parse_uci(
+        "config a 'one'\n\toption x 'it''s'\n\tlist l '1'\n\tlist l '2'\nconfig b\n", "p");
+    ASSERT_TRUE(pkg);
+    std::string pieces;
+    size_t count = 0;
+    render_uci(*pkg, [&](std::string_view piece) {
+        pieces += piece;
+        ++count;
+    });
+    EXPECT_EQ(pieces, render_uci(*pkg));
+    EXPECT_EQ(pieces,
+              "\nconfig a 'one'\n\toption x 'its'\n\tlist l '1'\n\tlist l '2'\n\nconfig b\n\n");
+    EXPECT_GT(count, 1u);
+    std::string nothing = "unchanged";
+    render_uci(UciPackage{}, [&](std::string_view piece) { nothing += piece; });
+    EXPECT_EQ(nothing, "unchanged");
+}
