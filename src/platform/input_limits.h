@@ -49,7 +49,8 @@ inline constexpr int kMaxVoiceMediaPerBody = 168;
 // would not fit the 128-byte copy command is refused with a message and no copy is
 // made (never a copy under a cut name).
 
-// UCI sections index their options by name, so a table with tens of thousands of
-// options parses in linear time.
+// UCI sections of 64 options or more index their options by name, so a table with
+// tens of thousands of options parses in linear time; smaller sections (the device
+// tables hold about 30 a section) are searched in order and take no index memory.
 
 }  // namespace limits
