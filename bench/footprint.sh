@@ -17,6 +17,10 @@
 #   procs/pass   processes started in the router per pass (the PID namespace's last
 #                PID), median; this counts every process, also those the tools and the
 #                shell start in turn
+#   starts/pass  with FOOTPRINT_STARTS=1 only: processes the daemon itself started per
+#                pass (its vfork, fork and clone calls, counted by strace attached to
+#                it), median. strace stops the daemon at every system call, so in this
+#                mode cpu/pass is not the daemon's own figure: measure the two apart.
 #
 # A pass is counted from the line the daemon prints once it has filled the
 # attached-device table ("dev_info->num_entry =") to the same line of the next pass,
@@ -38,6 +42,9 @@ if reason=$(sim_sandbox_unavailable_reason); then
     exit 1
 fi
 command -v nsenter >/dev/null 2>&1 || sim_die "nsenter (util-linux) is needed"
+if [ "${FOOTPRINT_STARTS:-0}" = 1 ]; then
+    command -v strace >/dev/null 2>&1 || sim_die "FOOTPRINT_STARTS=1 needs strace"
+fi
 
 WORK=$(mktemp -d "${TMPDIR:-/tmp}/telem-footprint.XXXXXX")
 ROOT=""
@@ -73,7 +80,8 @@ daemon_pid() {
     return 1
 }
 
-# One sample: "<passes begun> <cpu ticks> <VmHWM kB> <RssAnon kB> <tool calls> <last pid>"
+# One sample: "<passes begun> <cpu ticks> <VmHWM kB> <RssAnon kB> <tool calls> <last pid>
+# <time>"
 sample() {
     pid=$1
     begun=$(grep -c 'dev_info->num_entry =' "$ROOT/.sim/session.out")
@@ -82,7 +90,14 @@ sample() {
     calls=$(wc -l <"$ROOT/.sim/commands.log" 2>/dev/null || echo 0)
     # Reading ns_last_pid from inside the namespace starts one process there itself.
     last=$(nsenter -t "$pid" -p cat /proc/sys/kernel/ns_last_pid 2>/dev/null) || return 1
-    echo "$begun $ticks $mem $calls $((last - 1))"
+    echo "$begun $ticks $mem $calls $((last - 1)) $(date +%s.%N)"
+}
+
+# The daemon's own process starts, one line each ("<time> <call>"), while it runs.
+trace_starts() { # PID FILE
+    strace -qq -ttt -e trace=vfork,fork,clone,clone3 -e signal=none -o "$2" -p "$1" \
+        >/dev/null 2>&1 &
+    TRACER=$!
 }
 
 measure() {
@@ -94,26 +109,38 @@ measure() {
     : >"$samples"
     deadline=$(($(date +%s) + 120 + PASSES * 120))
     pid=""
+    starts=$WORK/$scenario.starts
+    : >"$starts"
+    TRACER=""
     while [ "$(date +%s)" -lt "$deadline" ]; do
         [ -n "$pid" ] && [ -d "/proc/$pid" ] || pid=$(daemon_pid) || pid=""
+        if [ -n "$pid" ] && [ -z "$TRACER" ] && [ "${FOOTPRINT_STARTS:-0}" = 1 ]; then
+            trace_starts "$pid" "$starts"
+        fi
         if [ -n "$pid" ] && s=$(sample "$pid"); then
             echo "$s" >>"$samples"
             [ "${s%% *}" -gt "$PASSES" ] && break
         fi
         sleep 0.2
     done
+    if [ -n "$TRACER" ]; then
+        kill "$TRACER" 2>/dev/null
+        wait "$TRACER" 2>/dev/null
+    fi
     sim_session_stop "$ROOT" >/dev/null
     sim_destroy "$ROOT" >/dev/null
     ROOT=""
     # Per pass k (1..PASSES): the first sample with k + 1 passes begun closes pass k.
-    awk -v passes="$PASSES" -v tick="$TICK" -v name="$scenario" '
+    awk -v passes="$PASSES" -v tick="$TICK" -v name="$scenario" -v traced="${FOOTPRINT_STARTS:-0}" '
         function median(a, n,   i, j, t) {
             for (i = 2; i <= n; i++) { t = a[i]; for (j = i - 1; j >= 1 && a[j] > t; j--) a[j + 1] = a[j]; a[j + 1] = t }
             return n % 2 ? a[(n + 1) / 2] : (a[n / 2] + a[n / 2 + 1]) / 2
         }
         # The daemon writes its output in blocks, so the count of begun passes can jump;
         # a sample then opens every pass it skipped.
-        $1 > seen { for (k = seen + 1; k <= $1; k++) { at[k] = NR; cpu[k] = $2; hwm[k] = $3; anon[k] = $4; calls[k] = $5; procs[k] = $6 } seen = $1 }
+        # The trace (read first): one start per line, by time.
+        FILENAME == ARGV[1] { if ($2 ~ /^(vfork|fork|clone|clone3)\(/ && $0 !~ /= -1 /) start[++nstarts] = $1; next }
+        $1 > seen { for (k = seen + 1; k <= $1; k++) { at[k] = NR; cpu[k] = $2; hwm[k] = $3; anon[k] = $4; calls[k] = $5; procs[k] = $6; when[k] = $7 } seen = $1 }
         END {
             if (!((passes + 1) in at)) { printf "%-8s only %d passes seen\n", name, seen - 1; exit 1 }
             for (k = 1; k <= passes; k++) {
@@ -122,11 +149,15 @@ measure() {
                 p[k] = procs[k + 1] - procs[k]
                 if (k == 1 || c[k] < lo) lo = c[k]
                 if (k == 1 || c[k] > hi) hi = c[k]
+                d[k] = 0
+                for (i = 1; i <= nstarts; i++) if (start[i] >= when[k] && start[i] < when[k + 1]) d[k]++
             }
-            printf "%-8s cpu/pass %5.0f ms (%d..%d)  VmHWM %5.2f / %5.2f MiB  RssAnon %5.2f / %5.2f MiB  tools/pass %4d  procs/pass %4d\n",
+            printf "%-8s cpu/pass %5.0f ms (%d..%d)  VmHWM %5.2f / %5.2f MiB  RssAnon %5.2f / %5.2f MiB  tools/pass %4d  procs/pass %4d",
                 name, median(c, passes), lo, hi, hwm[2] / 1024, hwm[passes + 1] / 1024,
                 anon[2] / 1024, anon[passes + 1] / 1024, median(t, passes), median(p, passes)
-        }' "$samples"
+            if (traced == 1) printf "  starts/pass %4d", median(d, passes)
+            printf "\n"
+        }' "$starts" "$samples"
 }
 
 echo "footprint of $BIN/telem_json: $PASSES passes per scenario, clock x$SIM_SPEED"
