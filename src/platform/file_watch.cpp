@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <ctime>
 
+#include "platform/md5.h"
 #include "platform/unique_fd.h"
 
 namespace platform {
@@ -86,14 +87,20 @@ FileWatch::Status FileWatch::poll(std::string& text) {
         forget();
         return Status::Unreadable;
     }
-    bool same = seen_ && *seen_ == stamp && !trusted_ && *content == content_;
+    std::optional<Digest> digest;
+    const bool confirm = seen_ && *seen_ == stamp && !trusted_ && digest_;
+    if (confirm) digest = digest_of(*content);
+    const bool same = confirm && *digest == *digest_;
     seen_ = stamp;
     trusted_ = old_enough(stamp);
     if (same) {
-        if (trusted_) content_.clear();
+        if (trusted_) digest_.reset();
         return Status::Unchanged;
     }
-    content_ = trusted_ ? std::string() : *content;
+    if (trusted_)
+        digest_.reset();
+    else
+        digest_ = digest ? *digest : digest_of(*content);
     text = std::move(*content);
     return Status::Changed;
 }
@@ -101,10 +108,10 @@ FileWatch::Status FileWatch::poll(std::string& text) {
 void FileWatch::forget() {
     seen_.reset();
     trusted_ = false;
-    content_.clear();
+    digest_.reset();
 }
 
-void FileWatch::accept(std::string text) {
+void FileWatch::accept(std::string_view text) {
     auto now = stamp_of_path(path_);
     if (!now) {
         forget();
@@ -112,7 +119,16 @@ void FileWatch::accept(std::string text) {
     }
     seen_ = now;
     trusted_ = false;  // confirmed by content until it has aged
-    content_ = std::move(text);
+    digest_ = digest_of(text);
+}
+
+FileWatch::Digest FileWatch::digest_of(std::string_view text) {
+    MD5_CTX ctx;
+    MD5Init(&ctx);
+    MD5Update(&ctx, reinterpret_cast<const uint8_t*>(text.data()), text.size());
+    Digest d{};
+    MD5Final(d.data(), &ctx);
+    return d;
 }
 
 namespace {

@@ -5,12 +5,16 @@
 // the file system's granularity (a clock tick, or whole seconds on some), so two
 // writes of the same size in one tick could carry the same stamp. A stamp that is
 // younger than that granularity is therefore not trusted on its own: until it has
-// aged, each look reads the file again and compares the bytes with what was parsed,
-// so a change is never missed and an unchanged file is still never parsed twice.
+// aged, each look reads the file again and compares the MD5 digest of its bytes with
+// that of what was parsed, so a change is never missed and an unchanged file is still
+// never parsed twice. A digest, not a copy: a device table just written is not held
+// twice in memory while it ages.
 #pragma once
 
 #include <sys/types.h>
 
+#include <array>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -35,7 +39,7 @@ class FileWatch {
     void forget();
     // Records `text` as the file's content just written by us (while writers are
     // excluded), so the next poll need not parse it again.
-    void accept(std::string text);
+    void accept(std::string_view text);
     const std::string& path() const { return path_; }
 
     // Stamps younger than this many seconds are confirmed by content.
@@ -53,10 +57,13 @@ class FileWatch {
     static std::optional<Stamp> stamp_of_path(const std::string& path);
     static bool old_enough(const Stamp& s);
 
+    using Digest = std::array<uint8_t, 16>;
+    static Digest digest_of(std::string_view text);
+
     std::string path_;
     std::optional<Stamp> seen_;
     bool trusted_ = false;
-    std::string content_;  // kept only while the stamp is not trusted
+    std::optional<Digest> digest_;  // of the content, kept only while the stamp is not trusted
 };
 
 // Replaces `path` so that a crash or a power cut at any moment leaves either the old

@@ -153,7 +153,7 @@ bool NvramFile::update(Change change) {
         return false;
     }
     // Still under the lock: what is on disk is exactly what we hold.
-    watch_.accept(std::move(text));
+    watch_.accept(text);
     return true;
 }
 

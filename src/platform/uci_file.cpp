@@ -2,8 +2,40 @@
 
 #include <algorithm>
 #include <charconv>
+#include <stdexcept>
 
 namespace platform {
+
+UciValues::UciValues(const UciValues& other)
+    : first_(other.first_),
+      rest_(other.rest_ ? std::make_unique<std::vector<std::string>>(*other.rest_) : nullptr),
+      count_(other.count_) {}
+
+UciValues& UciValues::operator=(const UciValues& other) {
+    if (this != &other) *this = UciValues(other);
+    return *this;
+}
+
+const std::string& UciValues::at(size_t i) const {
+    if (i >= count_) throw std::out_of_range("UciValues::at");
+    return (*this)[i];
+}
+
+void UciValues::assign_one(std::string value) {
+    first_ = std::move(value);
+    rest_.reset();
+    count_ = 1;
+}
+
+void UciValues::push_back(std::string value) {
+    if (count_ == 0) {
+        first_ = std::move(value);
+    } else {
+        if (!rest_) rest_ = std::make_unique<std::vector<std::string>>();
+        rest_->push_back(std::move(value));
+    }
+    ++count_;
+}
 
 const UciOption* UciSection::find(std::string_view option) const {
     if (index_.empty()) {
@@ -116,6 +148,11 @@ bool UciPackage::remove_section(std::string_view ref) {
     return true;
 }
 
+void UciPackage::shrink_to_fit() {
+    sections_.shrink_to_fit();
+    for (UciSection& s : sections_) s.shrink_to_fit();
+}
+
 std::optional<std::string> UciPackage::get(std::string_view path) const {
     size_t dot = path.find('.');
     const UciSection* s = section(path.substr(0, dot));
@@ -143,7 +180,7 @@ bool UciPackage::set(std::string_view path, std::string_view value) {
     if (!s || !valid_name(opt)) return false;
     UciOption& o = s->option(opt);
     o.is_list = false;
-    o.values.assign(1, std::string(value));
+    o.values.assign_one(std::string(value));
     return true;
 }
 
@@ -155,7 +192,7 @@ bool UciPackage::add_list(std::string_view path, std::string_view value) {
     if (!s || !valid_name(opt)) return false;
     UciOption& o = s->option(opt);
     o.is_list = true;  // a plain option becomes a list keeping its value, as uci does
-    o.values.emplace_back(value);
+    o.values.push_back(std::string(value));
     return true;
 }
 
@@ -264,7 +301,7 @@ class Lexer {
 void set_option(UciSection& s, const std::string& name, std::string value) {
     UciOption& o = s.option(name);
     o.is_list = false;
-    o.values.assign(1, std::move(value));
+    o.values.assign_one(std::move(value));
 }
 
 void add_list_value(UciSection& s, const std::string& name, std::string value) {
@@ -310,6 +347,7 @@ std::optional<UciPackage> parse_uci(std::string_view text, std::string package_n
         }
     }
     if (!why.empty()) return fail(why);
+    pkg.shrink_to_fit();
     return pkg;
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,10 +13,54 @@
 
 namespace platform {
 
+// The values of one option: one for a plain option, any number for a list. The first
+// value is kept in place and only the rest of a list in an array of its own, so that a
+// plain option, nearly every option of a device table, costs no allocation of its own
+// beside its text.
+class UciValues {
+  public:
+    UciValues() = default;
+    UciValues(const UciValues& other);
+    UciValues& operator=(const UciValues& other);
+    UciValues(UciValues&&) noexcept = default;
+    UciValues& operator=(UciValues&&) noexcept = default;
+
+    size_t size() const { return count_; }
+    bool empty() const { return count_ == 0; }
+    const std::string& operator[](size_t i) const { return i == 0 ? first_ : (*rest_)[i - 1]; }
+    // The value at `i`; std::out_of_range past the last.
+    const std::string& at(size_t i) const;
+    // Makes `value` the only value.
+    void assign_one(std::string value);
+    void push_back(std::string value);
+
+    class const_iterator {
+      public:
+        const_iterator(const UciValues* values, size_t i) : values_(values), i_(i) {}
+        const std::string& operator*() const { return (*values_)[i_]; }
+        const_iterator& operator++() {
+            ++i_;
+            return *this;
+        }
+        bool operator==(const const_iterator& other) const = default;
+
+      private:
+        const UciValues* values_;
+        size_t i_;
+    };
+    const_iterator begin() const { return {this, 0}; }
+    const_iterator end() const { return {this, count_}; }
+
+  private:
+    std::string first_;
+    std::unique_ptr<std::vector<std::string>> rest_;  // values 2.. of a list
+    size_t count_ = 0;
+};
+
 struct UciOption {
     std::string name;
     bool is_list = false;
-    std::vector<std::string> values;  // one value for a plain option
+    UciValues values;  // one value for a plain option
 };
 
 // A section's options keep their order. A section of a few dozen options is searched
@@ -41,6 +86,8 @@ class UciSection {
     bool remove(std::string_view option);
 
     static constexpr size_t kIndexFrom = 64;
+    // Gives back the room the options' array grew into while it was read.
+    void shrink_to_fit() { options_.shrink_to_fit(); }
 
   private:
     std::vector<UciOption> options_;
@@ -58,6 +105,9 @@ class UciPackage {
     UciSection* section(std::string_view ref);
     UciSection& add_section(std::string type, std::string name);
     bool remove_section(std::string_view ref);
+    // Gives back the room the section and option arrays grew into while they were read:
+    // a parsed device table is kept for a whole pass.
+    void shrink_to_fit();
 
     // Value of "section.option" (a list reads as its values joined by one blank) or of
     // "section" (its type). Nothing when absent.

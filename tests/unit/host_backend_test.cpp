@@ -304,6 +304,22 @@ TEST(HostBackendUci, PackageIsParsedAgainOnlyWhenTheFileChanged) {
     EXPECT_EQ(r.host.uci_parse_count(), 2u);
 }
 
+TEST(HostBackendUci, YoungPackageRewrittenInPlaceWithTheSameSizeIsParsedAgain) {
+    // Same inode, same size and very likely the same time stamp: only the content's
+    // digest tells the versions apart, and an unchanged one is still not parsed again.
+    HostRouter r;
+    auto read_ip = [] {
+        UciSession uci("/tmp", "devices", "reader");
+        return uci.get("devices.AA.ip", 512);
+    };
+    for (const char* ip : {"1.1.1.1", "2.2.2.2", "3.3.3.3"}) {
+        r.dir.write("tmp/devices", std::string("config device 'AA'\n\toption ip '") + ip + "'\n");
+        EXPECT_EQ(read_ip(), ip);
+        EXPECT_EQ(read_ip(), ip);  // young and unchanged: confirmed by its digest
+    }
+    EXPECT_EQ(r.host.uci_parse_count(), 3u);
+}
+
 TEST(HostBackendUci, LargePackagesAreReleasedWhileTheDaemonSleeps) {
     HostRouter r;
     std::string large;

@@ -215,7 +215,7 @@ namespace {
 platform::UciSection section_of(size_t n) {
     platform::UciSection s("t", "s");
     for (size_t i = 0; i < n; ++i)
-        s.option("o" + std::to_string(i)).values = {"v" + std::to_string(i)};
+        s.option("o" + std::to_string(i)).values.assign_one("v" + std::to_string(i));
     return s;
 }
 
@@ -253,7 +253,7 @@ TEST(UciSectionIndex, SectionGrowingPastTheIndexThresholdFindsEveryOption) {
         expect_options_in_order(s, all);
         EXPECT_EQ(s.find("o" + std::to_string(n)), nullptr);
         // The same option asked for again is the same entry, not a second one.
-        s.option("o0").values = {"again"};
+        s.option("o0").values.assign_one("again");
         EXPECT_EQ(s.options().size(), n);
         EXPECT_EQ(s.find("o0")->values.at(0), "again");
     }
@@ -268,7 +268,7 @@ TEST(UciSectionIndex, RemovalsFromAnIndexedSectionKeepOrderAndLookups) {
         if (i % 2 == 1) left.push_back(i);
     for (size_t i = 0; i < n; i += 2) EXPECT_TRUE(s.remove("o" + std::to_string(i)));
     expect_options_in_order(s, left);
-    s.option("late").values = {"x"};
+    s.option("late").values.assign_one("x");
     EXPECT_EQ(s.options().back().name, "late");
     EXPECT_EQ(s.find("late")->values.at(0), "x");
 }
@@ -290,4 +290,28 @@ TEST(UciText, RenderingInPiecesGivesTheSameTextAsAWhole) {
     std::string nothing = "unchanged";
     render_uci(UciPackage{}, [&](std::string_view piece) { nothing += piece; });
     EXPECT_EQ(nothing, "unchanged");
+}
+
+TEST(UciValues, PlainValueListsAndCopiesKeepEveryValueInOrder) {
+    platform::UciValues v;
+    EXPECT_TRUE(v.empty());
+    EXPECT_THROW(v.at(0), std::out_of_range);
+    v.assign_one("one");
+    EXPECT_EQ(v.size(), 1u);
+    EXPECT_EQ(v.at(0), "one");
+    for (const char* more : {"two", "three", "four"}) v.push_back(more);
+    platform::UciValues copy = v;
+    v.assign_one("only");  // the copy keeps its own values
+    EXPECT_EQ(v.size(), 1u);
+    EXPECT_THROW(v.at(1), std::out_of_range);
+    std::vector<std::string> seen;
+    for (const std::string& value : copy) seen.push_back(value);
+    EXPECT_EQ(seen, (std::vector<std::string>{"one", "two", "three", "four"}));
+    EXPECT_EQ(copy[3], "four");
+    EXPECT_THROW(copy.at(4), std::out_of_range);
+    copy = v;
+    EXPECT_EQ(copy.size(), 1u);
+    EXPECT_EQ(copy[0], "only");
+    platform::UciValues moved = std::move(copy);
+    EXPECT_EQ(moved.at(0), "only");
 }
