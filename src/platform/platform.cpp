@@ -112,7 +112,9 @@ std::shared_ptr<platform::UciPackage> package_to_change(std::string_view name) {
         if (own.use_count() == 1) return own;
         return std::make_shared<platform::UciPackage>(*own);
     }
-    // The cache had parsed a newer file since: the changes apply to what was loaded.
+    // The backend keeps no parsed package for the file (the fake one never does; the
+    // host one lets large ones go while the daemon sleeps) or has parsed a newer file
+    // since: the changes apply to a copy of what the session loaded.
     return std::make_shared<platform::UciPackage>(*held);
 }
 
