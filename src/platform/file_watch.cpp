@@ -186,15 +186,13 @@ bool replace_file_atomically(const std::string& path,
                 if (ok && !block.empty()) ok = write_all(out.get(), block);
                 block.clear();
             };
+            // Small pieces are gathered into blocks; a piece of a block or more (the
+            // whole text of the plain overload) is written as it is, never copied.
             produce([&](std::string_view piece) {
+                if (block.size() + piece.size() > kBlock) flush();
                 if (!ok) return;
-                if (block.size() + piece.size() <= kBlock) {
-                    block.append(piece);
-                    return;
-                }
-                flush();
                 if (piece.size() >= kBlock)
-                    ok = ok && write_all(out.get(), piece);
+                    ok = write_all(out.get(), piece);
                 else
                     block.append(piece);
             });

@@ -112,7 +112,7 @@ void HostBackend::nvram_save() {
 
 std::shared_ptr<const UciPackage> HostBackend::uci_load(const std::string& dir,
                                                         const std::string& package, int& err) {
-    std::string file = at(dir + "/" + package);
+    std::string file = package_file(dir, package);
     auto it = uci_cache_.find(file);
     if (it == uci_cache_.end()) {
         // First look at this package: clear what writers killed mid-commit left.
@@ -152,14 +152,14 @@ std::shared_ptr<const UciPackage> HostBackend::uci_load(const std::string& dir,
 
 std::shared_ptr<UciPackage> HostBackend::uci_hand_over(const std::string& dir,
                                                        const std::string& package) {
-    auto it = uci_cache_.find(at(dir + "/" + package));
+    auto it = uci_cache_.find(package_file(dir, package));
     if (it == uci_cache_.end() || !it->second.pkg) return nullptr;
     it->second.watch.forget();
     return std::move(it->second.pkg);
 }
 
 int HostBackend::uci_store(const std::string& dir, const UciPackage& pkg) {
-    std::string file = at(dir + "/" + pkg.name);
+    std::string file = package_file(dir, pkg.name);
     // Written as it is rendered: a committed device table is never held as one text.
     auto produce = [&pkg](const PieceSink& put) { render_uci(pkg, put); };
     if (!replace_file_atomically(file, produce)) return 4;  // UCI_ERR_IO

@@ -90,6 +90,10 @@ class HostBackend : public Backend {
         size_t text_size = 0;             // of the text last parsed
     };
     std::string at(std::string_view router_path) const;
+    // The file of UCI package `package` in configuration directory `dir`.
+    std::string package_file(const std::string& dir, const std::string& package) const {
+        return at(dir + "/" + package);
+    }
     void release_large_packages();
 
     std::string root_;

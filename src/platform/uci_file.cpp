@@ -8,8 +8,8 @@ namespace platform {
 
 UciValues::UciValues(const UciValues& other)
     : first_(other.first_),
-      rest_(other.rest_ ? std::make_unique<std::vector<std::string>>(*other.rest_) : nullptr),
-      count_(other.count_) {}
+      has_first_(other.has_first_),
+      rest_(other.rest_ ? std::make_unique<std::vector<std::string>>(*other.rest_) : nullptr) {}
 
 UciValues& UciValues::operator=(const UciValues& other) {
     if (this != &other) *this = UciValues(other);
@@ -17,24 +17,23 @@ UciValues& UciValues::operator=(const UciValues& other) {
 }
 
 const std::string& UciValues::at(size_t i) const {
-    if (i >= count_) throw std::out_of_range("UciValues::at");
+    if (i >= size()) throw std::out_of_range("UciValues::at");
     return (*this)[i];
 }
 
 void UciValues::assign_one(std::string value) {
     first_ = std::move(value);
+    has_first_ = true;
     rest_.reset();
-    count_ = 1;
 }
 
 void UciValues::push_back(std::string value) {
-    if (count_ == 0) {
-        first_ = std::move(value);
-    } else {
-        if (!rest_) rest_ = std::make_unique<std::vector<std::string>>();
-        rest_->push_back(std::move(value));
+    if (!has_first_) {
+        assign_one(std::move(value));
+        return;
     }
-    ++count_;
+    if (!rest_) rest_ = std::make_unique<std::vector<std::string>>();
+    rest_->push_back(std::move(value));
 }
 
 const UciOption* UciSection::find(std::string_view option) const {

@@ -25,8 +25,8 @@ class UciValues {
     UciValues(UciValues&&) noexcept = default;
     UciValues& operator=(UciValues&&) noexcept = default;
 
-    size_t size() const { return count_; }
-    bool empty() const { return count_ == 0; }
+    size_t size() const { return has_first_ ? 1 + (rest_ ? rest_->size() : 0) : 0; }
+    bool empty() const { return !has_first_; }
     const std::string& operator[](size_t i) const { return i == 0 ? first_ : (*rest_)[i - 1]; }
     // The value at `i`; std::out_of_range past the last.
     const std::string& at(size_t i) const;
@@ -49,12 +49,12 @@ class UciValues {
         size_t i_;
     };
     const_iterator begin() const { return {this, 0}; }
-    const_iterator end() const { return {this, count_}; }
+    const_iterator end() const { return {this, size()}; }
 
   private:
     std::string first_;
+    bool has_first_ = false;
     std::unique_ptr<std::vector<std::string>> rest_;  // values 2.. of a list
-    size_t count_ = 0;
 };
 
 struct UciOption {
